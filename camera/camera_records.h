@@ -1,0 +1,159 @@
+// Records that camera commands take and give. All of them are arrays of plain words or bytes, as the
+// firmware's processes exchange them.
+#pragma once
+
+#include <cstddef>
+#include <cstdint>
+
+#include "common/resolution_parser.h"
+
+// Operations and wrappers: 0 is success.
+enum CameraStatus : int {
+    kCameraOk = 0,
+    kCameraFailed = -1,      // a required pointer is missing, or a step failed
+    kCameraInitialized = -2, // CameraInit was called before
+    kCameraNotInitialized = -3,
+    kCameraUnknown = -4,         // no table for the camera type
+    kCameraNotSupported = -5,    // the command has no operation
+    kCameraCommandMismatch = -7, // the table's row is not the command's
+};
+
+// Command 15: three of these, main stream first.
+struct StreamEncoderConfig {
+    uint32_t ulReserved0;    // 1
+    uint32_t ulMaxFrameRate; // cap for the main stream's size, the same for all streams
+    uint32_t ulFrameRate;    // frames a second, at most the cap
+    uint32_t ulWidth;        // pixels
+    uint32_t ulHeight;       // pixels
+    uint32_t ulReserved5;    // 0
+    uint32_t ulReserved6;    // 99
+    uint32_t ulStreamByte7;
+    uint32_t ulEncoding;       // 2 H.264, 3 H.265, 4 MJPEG
+    uint32_t ulReserved9;      // 64
+    uint32_t ulMaxBitRate;     // 16384 for an MJPEG main stream, else 12288
+    uint32_t ulBitRateKbps;    // of 1024 bit/s
+    uint32_t ulBitRateControl; // 0 CBR, 1 VBR
+    uint32_t ulFrameRate13;    // as ulFrameRate
+    uint32_t ulFrameRateTimes5;
+    uint32_t ulIFrameInterval; // frames
+    uint32_t ulStreamByte16;
+    uint32_t ulStreamByte17;
+    uint32_t ulStreamByte18;
+};
+static_assert(sizeof(StreamEncoderConfig) == 76);
+static_assert(offsetof(StreamEncoderConfig, ulEncoding) == 8 * 4);
+static_assert(offsetof(StreamEncoderConfig, ulIFrameInterval) == 15 * 4);
+
+struct VideoEncoderConfig {
+    StreamEncoderConfig stream[3];
+};
+static_assert(sizeof(VideoEncoderConfig) == 228);
+
+// Commands 17 and 18; the indices stand in image_fields.h, 14 and 24 belong to nobody.
+struct ImageConfig {
+    uint8_t ucValue[27];
+};
+static_assert(sizeof(ImageConfig) == 27);
+
+// Commands 27 and 127
+struct AudioConfig {
+    uint32_t ulEncoding;
+    uint32_t ulReserved1;
+    uint32_t ulBitRate2;
+    uint32_t ulBitRate; // getter: 8000; setter: bit rate
+    uint32_t ulReserved4;
+    uint32_t ulBitRate5;
+    uint32_t ulSampleRate; // getter: 8000; setter: sample rate
+};
+static_assert(sizeof(AudioConfig) == 28);
+
+// Commands 80 and 81
+struct AudioProperty {
+    uint8_t ucCn; // channel; not used
+    uint8_t ucEnable;
+    uint8_t ucOutputVolume;
+    uint8_t ucInputVolume;
+    uint8_t ucInputModel;
+    uint8_t ucOutputModel;
+};
+static_assert(sizeof(AudioProperty) == 6);
+
+// Commands 132 and 133
+struct MotionDetectionEx {
+    uint8_t ucCh;
+    uint8_t ucEnable;
+    uint8_t ucFlag; // setter: 1 also sends field 4313
+    uint8_t ucSensitivity;
+    uint8_t ucDelimitType; // getter: 33
+    uint8_t ucReserved5[3];
+    uint32_t ulBlock[32]; // area grid, one row mask a row
+    uint8_t ucReserved136[400];
+    uint8_t ucRecStreamType;
+    uint8_t ucReserved537[15];
+};
+static_assert(offsetof(MotionDetectionEx, ulBlock) == 8);
+static_assert(offsetof(MotionDetectionEx, ucRecStreamType) == 536);
+static_assert(sizeof(MotionDetectionEx) == 552);
+
+// Command 100
+struct EncodingScope {
+    uint8_t ucCh; // 0
+    uint8_t ucMaxFrameRate;
+    uint8_t ucReserved2; // untouched
+    char szCombination[1024];
+};
+static_assert(sizeof(EncodingScope) == 1027);
+
+// Commands 22 to 26 and 101
+struct StreamValue {
+    uint32_t ulStream;
+    uint32_t ulValue;
+};
+
+// Command 20
+struct StreamResolutionName {
+    uint32_t ulStream;
+    uint32_t ulReserved; // 0
+    char szName[64];
+};
+static_assert(sizeof(StreamResolutionName) == 72);
+
+// Command 21
+struct StreamSize {
+    uint32_t ulStream;
+    uint32_t ulWidth;
+    uint32_t ulHeight;
+};
+
+// Commands 107 and 108: one entry a network service
+struct AgreementEntry {
+    uint8_t ucCh;
+    uint8_t ucEnable; // getter: 1
+    uint8_t ucArgType;
+    uint8_t ucReserved3;
+    uint16_t usPort;
+    uint8_t ucSwitch6; // meaning depends on the service
+    uint8_t ucSwitch7;
+    uint8_t ucReserved8[136];
+};
+static_assert(offsetof(AgreementEntry, usPort) == 4);
+static_assert(sizeof(AgreementEntry) == 144);
+
+enum AgreementType : uint8_t {
+    ARG_AGREEMENT_RTSP = 1,
+    ARG_AGREEMENT_OST = 2,
+    ARG_AGREEMENT_PRIVATE = 4,
+    ARG_AGREEMENT_ONVIF = 8,
+    ARG_AGREEMENT_HTTP = 16,
+    ARG_AGREEMENT_VLM = 32, // the protocol that this program serves
+    ARG_AGREEMENT_HTTPS = 64,
+    ARG_AGREEMENT_PALLO = 72,
+    ARG_AGREEMENT_ALL = 255, // seven entries
+};
+
+// Alarm and stream callbacks (commands 33 and 57)
+using AlarmCallback = void(uint32_t kind, uint32_t state, uint32_t state2);
+struct DataInfo;
+using StreamCallback = int(uint32_t kind, uint32_t stream, const uint8_t* data, int32_t length,
+                           const DataInfo* header);
+inline constexpr uint32_t kCallbackVelmora = 4; // the type under which this program registers both

@@ -1,0 +1,33 @@
+#include "common/clock.h"
+
+#include <cerrno>
+#include <ctime>
+
+void SleepUs(uint32_t microseconds)
+{
+    timespec rest{.tv_sec = static_cast<time_t>(microseconds / 1000000),
+                  .tv_nsec = static_cast<long>(microseconds % 1000000) * 1000};
+    while (clock_nanosleep(CLOCK_MONOTONIC, 0, &rest, &rest) == EINTR) {
+    }
+}
+
+void SleepMs(uint32_t milliseconds)
+{
+    SleepUs(milliseconds * 1000);
+}
+
+uint32_t GetUptime()
+{
+    // The clock behind sysinfo()'s uptime, read without a system call: this runs once per message
+    // and receiver of the media path.
+    timespec now{};
+    clock_gettime(CLOCK_BOOTTIME, &now);
+    return static_cast<uint32_t>(now.tv_sec) + (now.tv_nsec != 0 ? 1U : 0U);
+}
+
+int64_t MonotonicMs()
+{
+    timespec now{};
+    clock_gettime(CLOCK_MONOTONIC, &now);
+    return static_cast<int64_t>(now.tv_sec) * 1000 + now.tv_nsec / 1000000;
+}

@@ -1,0 +1,14 @@
+// Waiting and the clocks that count time passed. Thread-safe.
+#pragma once
+
+#include <cstdint>
+
+// Sleeps at least this long, whatever signals arrive.
+void SleepUs(uint32_t microseconds);
+void SleepMs(uint32_t milliseconds);
+
+// System uptime in whole seconds, as sysinfo() reports it: a started second counts.
+uint32_t GetUptime();
+
+// Milliseconds on a clock that nobody can set; for measuring spans.
+int64_t MonotonicMs();

@@ -1,0 +1,19 @@
+// Starting threads: one stack size for all of them and a name that `ps -L` and debuggers show.
+#pragma once
+
+#include <pthread.h>
+
+#include <cstddef>
+
+// Enough for the deepest JSON body that the parser accepts and for one log line, with room to spare;
+// only what is touched costs memory.
+inline constexpr size_t kThreadStackBytes = 1024 * 1024;
+
+using ThreadBody = void*(void* argument);
+
+// Starts a joinable thread; the name is cut to 15 characters. Returns 0 or the error number, and
+// stores the handle only on success.
+[[nodiscard]] int StartThread(const char* name, ThreadBody* body, void* argument, pthread_t* handle);
+
+// Starts a thread that nobody waits for. Returns 0 or the error number.
+[[nodiscard]] int StartDetachedThread(const char* name, ThreadBody* body, void* argument);
