@@ -26,7 +26,8 @@ scene() { # runs inside the sandbox
         --duration "$seconds" --json > demo/main.json || status=1
     wait $extra_pid || status=1
     on-recorder-side build/bin/velmora snapshot "$CAMERA" demo/snapshot.png || status=1
-    kill $camera_pid && wait $camera_pid || true
+    kill $camera_pid
+    wait $camera_pid || status=1
     return $status
 }
 
