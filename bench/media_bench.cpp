@@ -75,16 +75,14 @@ void EvaluateFrames(const std::vector<MediaParser>& parsers, uint64_t first, uin
     figures.delayP99Ms = Percentile(delaysMs, 0.99);
 }
 
-MediaFigures Measure(const std::string& program, uint32_t mbit, uint32_t watcherCount, const Options& options)
+// Measures a program that serves the watchers already.
+MediaFigures MeasureRunning(const ProcessUnderTest& process, const BenchHosts& hosts, Watchers& watchers,
+                            const FramePattern& pattern, uint32_t seconds)
 {
-    const FramePattern pattern{.bitsPerSecond = mbit * 1000000};
-    const BenchHosts hosts(pattern, kSecondStreamPattern, options.nextRecord);
-    const ProcessUnderTest process(program);
-    Watchers watchers(pattern, kServerPort, watcherCount);
     if (!WaitFor(kLastFrameLimitNs, [&] { return watchers.AllReached(0); }))
         throw std::runtime_error("no frame reaches every watcher");
     const uint64_t first = FirstMeasuredFrame(hosts, pattern);
-    const uint64_t end = first + options.seconds * pattern.framesPerSecond;
+    const uint64_t end = first + seconds * pattern.framesPerSecond;
 
     SleepUntilNs(hosts.DueNs(first) - kQuietNs);
     const ProcessCounters before = ReadCounters(process.Pid());
@@ -94,17 +92,30 @@ MediaFigures Measure(const std::string& program, uint32_t mbit, uint32_t watcher
     const uint64_t bytesAfter = watchers.DeliveredBytes();
     const ProcessMemory memory = ReadMemory(process.Pid());
     (void)WaitFor(kLastFrameLimitNs, [&] { return watchers.AllReached(end - 1); }); // else counted as lost
-    process.CheckAlive();
 
     MediaFigures figures;
     EvaluateFrames(watchers.Stop(), first, end, figures);
     figures.deliveredMb = static_cast<double>(bytesAfter - bytesBefore) / 1e6;
     if (figures.deliveredMb > 0)
         figures.cpuSecondsPerGb = static_cast<double>(after.runNs - before.runNs) / 1e6 / figures.deliveredMb;
-    figures.wakeUpsPerSecond = static_cast<double>(after.wakeUps - before.wakeUps) / options.seconds;
+    figures.wakeUpsPerSecond = static_cast<double>(after.wakeUps - before.wakeUps) / seconds;
     figures.pssMb = static_cast<double>(memory.pssBytes) / 1e6;
     figures.rssMb = static_cast<double>(memory.rssBytes) / 1e6;
     return figures;
+}
+
+MediaFigures Measure(const std::string& program, uint32_t mbit, uint32_t watcherCount, const Options& options)
+{
+    const FramePattern pattern{.bitsPerSecond = mbit * 1000000};
+    const BenchHosts hosts(pattern, kSecondStreamPattern, options.nextRecord);
+    const ProcessUnderTest process(program);
+    try {
+        Watchers watchers(pattern, kServerPort, watcherCount);
+        return MeasureRunning(process, hosts, watchers, pattern, options.seconds);
+    } catch (const std::exception&) {
+        process.CheckAlive(); // the better reason, when it has ended
+        throw;
+    }
 }
 
 // All repeats of one case, the programs in turn, each repeat beginning with the other one.
@@ -112,7 +123,7 @@ MediaCase MeasureCase(uint32_t mbit, uint32_t watchers, const Options& options)
 {
     MediaCase measured{.mbitPerSecond = mbit, .watchers = watchers, .server = {}, .floor = {}};
     for (uint32_t repeat = 0; repeat < options.repeats; ++repeat) {
-        fprintf(stderr, "%u Mbit/s, %u watchers: repeat %u of %u\n", mbit, watchers, repeat + 1,
+        fprintf(stderr, "%u Mbit/s, watchers: %u, repeat %u of %u\n", mbit, watchers, repeat + 1,
                 options.repeats);
         for (uint32_t turn = 0; turn < 2; ++turn) {
             if ((turn + repeat) % 2 == 1)
