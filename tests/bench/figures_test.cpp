@@ -54,10 +54,8 @@ TEST(FramePattern, EveryGroupHasTheBytesOfItsRate)
             bytes += frame;
             EXPECT_EQ(frame % 4, 0U);
             EXPECT_LE(frame, kMainFrameBytes);
-            if (IsKeyFrame(pattern, number))
-                EXPECT_NEAR(frame, mean * pattern.keyFrameRatio, 4);
-            else
-                EXPECT_NEAR(frame, mean, mean * 0.4 + 4);
+            const bool key = IsKeyFrame(pattern, number);
+            EXPECT_NEAR(frame, key ? mean * pattern.keyFrameRatio : mean, key ? 4 : mean * 0.4 + 4);
         }
         EXPECT_NEAR(bytes / groupBytes, 1, 0.002);
     }

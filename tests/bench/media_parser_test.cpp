@@ -110,7 +110,7 @@ TEST(MediaParser, CountsWhatIsNotAsPublished)
         {"last byte of a frame", firstFrame - 1, "50 51 "},
         {"NAL header", frameStart + 4, "50 51 "},
         {"session", 4, "50 51 "},
-        {"sequence number", 8, "50 51 "},
+        {"sequence number, wrong twice", 8, "51 "},
         {"version", 1, "50 51 "},
         {"sub-header", kFirstBody, "50 51 "},
         {"continuation's sequence number", firstFrame + kHeaderBytes + kVideoBodyBytes + 8, "49 51 "},
@@ -120,11 +120,7 @@ TEST(MediaParser, CountsWhatIsNotAsPublished)
         stream[c.offset] ^= 0x40;
         const MediaParser parser = Parse(stream, stream.size());
         EXPECT_GT(parser.damaged, 0U) << c.what;
-        // A changed sequence number is seen at the next message, too.
-        EXPECT_NE(Numbers(parser).find("51"), std::string::npos) << c.what;
-        EXPECT_EQ(Numbers(parser).find("49 50 51"), std::string::npos) << c.what;
-        if (std::string(c.what).find("sequence") == std::string::npos)
-            EXPECT_EQ(Numbers(parser), c.left) << c.what;
+        EXPECT_EQ(Numbers(parser), c.left) << c.what;
     }
 }
 

@@ -52,8 +52,9 @@ TEST_P(RingWriterTest, AReaderFindsEveryFrameOfSeveralLaps)
         EXPECT_EQ(prefix.ullNumber, number);
         EXPECT_EQ(memcmp(payload + sizeof prefix, FrameTail(number, sizeof prefix), length - sizeof prefix),
                   0);
-        if (IsKeyFrame(writer.pattern, number))
+        if (IsKeyFrame(writer.pattern, number)) {
             EXPECT_EQ(writer.keyPosition, position);
+        }
         position += kRecordBytes + length;
 
         const DataInfo next = Record(writer.position); // where a reader would start now
