@@ -2,6 +2,7 @@
 #include <sys/msg.h>
 #include <sys/socket.h>
 
+#include <atomic>
 #include <cerrno>
 #include <condition_variable>
 #include <cstring>
@@ -21,10 +22,11 @@ namespace {
 
 constexpr size_t kFrameSlots = 4;
 
-// Frames on their way from a stream's reader to its sender.
+// Frames on their way from a stream's reader to its sender. The lengths are atomic because both sides
+// test them under a condition's mutex, which is only ever taken after the lock.
 struct FloorStream {
     uint8_t* slot[kFrameSlots];
-    int32_t length[kFrameSlots] = {-1, -1, -1, -1};
+    std::atomic<int32_t> length[kFrameSlots] = {-1, -1, -1, -1};
     uint32_t kind[kFrameSlots] = {};
     size_t writeSlot = kFrameSlots - 1;
     size_t readSlot = 0;
@@ -55,9 +57,8 @@ bool IsWatched(uint32_t stream)
     return false;
 }
 
-bool IsFilled(FloorStream& stream, size_t slot)
+bool IsFilled(const FloorStream& stream, size_t slot)
 {
-    const std::lock_guard hold(stream.lock);
     return stream.length[slot] > 0;
 }
 

@@ -20,7 +20,7 @@
 namespace {
 
 constexpr uint64_t kWarmUpFrames = 25;
-constexpr int64_t kQuietNs = 10 * 1000000;          // before a frame is due, nothing moves
+constexpr int64_t kQuietNs = 10000000;              // before a frame is due, nothing moves
 constexpr int64_t kLastFrameLimitNs = 3000000000LL; // for frames that are late
 constexpr FramePattern kSecondStreamPattern{.bitsPerSecond = 256 * 1000};
 
@@ -82,7 +82,7 @@ MediaFigures MeasureRunning(const ProcessUnderTest& process, const BenchHosts& h
     if (!WaitFor(kLastFrameLimitNs, [&] { return watchers.AllReached(0); }))
         throw std::runtime_error("no frame reaches every watcher");
     const uint64_t first = FirstMeasuredFrame(hosts, pattern);
-    const uint64_t end = first + seconds * pattern.framesPerSecond;
+    const uint64_t end = first + uint64_t{seconds} * pattern.framesPerSecond;
 
     SleepUntilNs(hosts.DueNs(first) - kQuietNs);
     const ProcessCounters before = ReadCounters(process.Pid());
