@@ -19,14 +19,14 @@ Mutex g_recordMutex; // guards the local copy and the order of its writes to the
 AlarmRecord g_record GUARDED_BY(g_recordMutex) = {};
 
 // The attached block; empty, with a log line, when it cannot be had.
-ShmAttachment AttachBlock(const char* caller)
+ShmAttachment AttachBlock(const char* caller, int line)
 {
     ShmAttachment block;
     const int id = gShmId.load();
     if (id != kUnusable)
         block = ShmAttachment(id);
     if (!block)
-        LogTrace("%s %d: gShmId %d has something wrong!\n", caller, __LINE__, id);
+        LogTrace("%s %d: gShmId %d has something wrong!\n", caller, line, id);
     return block;
 }
 
@@ -55,7 +55,7 @@ int AlarmDataWrite(uint32_t source, uint32_t status)
         LogTrace("%s %d: status  %d is wrong!\n", __func__, __LINE__, status);
         return -1;
     }
-    const ShmAttachment block = AttachBlock(__func__);
+    const ShmAttachment block = AttachBlock(__func__, __LINE__);
     if (!block)
         return -1;
     const Locked lock(g_recordMutex);
@@ -68,7 +68,7 @@ int AlarmDataRead(AlarmRecord* record)
 {
     if (record == nullptr)
         return -1;
-    const ShmAttachment block = AttachBlock(__func__);
+    const ShmAttachment block = AttachBlock(__func__, __LINE__);
     if (!block)
         return -1;
     memcpy(record, block.get(), sizeof *record);

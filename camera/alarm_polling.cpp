@@ -51,7 +51,7 @@ void StartFirstPolling()
         StartPolling(kRtpSlot);
 }
 
-// The alarm of the parity slot, from several sources.
+// What a slot watches: one source, or several in the parity slot.
 struct WatchedStates {
     bool anyAlarm;
     bool anyNonZero;

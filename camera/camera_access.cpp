@@ -298,3 +298,13 @@ int RunCameraCommand(uint32_t command, const void* input, void* output)
         return code;
     return RowOf(g_camera.pCameraAccess.load(), command).operation(input, output);
 }
+
+int RunSetter(uint32_t command, const void* input)
+{
+    return input != nullptr ? RunCameraCommand(command, input, nullptr) : kCameraFailed;
+}
+
+int RunGetter(uint32_t command, void* output)
+{
+    return output != nullptr ? RunCameraCommand(command, nullptr, output) : kCameraFailed;
+}

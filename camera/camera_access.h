@@ -25,3 +25,6 @@ std::span<const CameraRow, kCameraCommands + 1> CameraAccessTable();
 
 // Checks the command and runs its operation. Returns the check's code, or the operation's status.
 int RunCameraCommand(uint32_t command, const void* input, void* output);
+// The same for commands that need their one record: -1, before any check, when it is missing.
+int RunSetter(uint32_t command, const void* input);
+int RunGetter(uint32_t command, void* output);

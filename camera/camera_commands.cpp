@@ -6,16 +6,6 @@
 
 namespace {
 
-int RunSetter(uint32_t command, const void* input)
-{
-    return input != nullptr ? RunCameraCommand(command, input, nullptr) : kCameraFailed;
-}
-
-int RunGetter(uint32_t command, void* output)
-{
-    return output != nullptr ? RunCameraCommand(command, nullptr, output) : kCameraFailed;
-}
-
 int RunStreamValue(uint32_t command, uint32_t stream, uint32_t value)
 {
     const StreamValue record{stream, value, {}};

@@ -53,7 +53,7 @@ int Common_GetEncodingScope(const void*, void* output)
 
 int Common_GetResolutionsAvailable(const void* input, void* output)
 {
-    if (input == nullptr || output == nullptr)
+    if (input == nullptr || output == nullptr || GetSysConfig() == nullptr)
         return kCameraFailed;
     const uint32_t stream = *static_cast<const uint32_t*>(input);
     if (stream >= kResolutionStreams)

@@ -15,6 +15,7 @@ enum ImageIndex : uint8_t {
     kContrast = 2,
     kSharpness = 3,
     kWhiteBalance = 8,
+    kNoiseReduction = 16,
     kStrongLightInhibition = 21,
     kStrongLightStrength = 22,
     kElectronicAntiShake = 25,
@@ -31,10 +32,9 @@ int Common_GetImageConfig(const void*, void* output)
     auto& image = *static_cast<ImageConfig*>(output);
     for (const ImageField& field : kImageFields)
         image.ucValue[field.ucIndex] = BlockField<uint8_t>(config, field.usBlock);
-    LogTrace("%s %d: lan_config.nDNRModel = %d\n", __func__, __LINE__,
-             BlockField<uint8_t>(config, block::kNoiseReduction));
+    LogTrace("%s %d: lan_config.nDNRModel = %d\n", __func__, __LINE__, image.ucValue[kNoiseReduction]);
     LogTrace("%s %d: lan_config.ucElectronicAntiShakeEnable = %d\n", __func__, __LINE__,
-             BlockField<uint8_t>(config, block::kAntiShake));
+             image.ucValue[kElectronicAntiShake]);
     return kCameraOk;
 }
 

@@ -35,20 +35,28 @@ int SizeFrameRate(int width, int height)
     return kUsualFrameRate;
 }
 
-int MainStreamFrameRate(const SysInfo* config)
-{
-    return GetMaxFrameRate(config, BlockField<uint16_t>(config, block::kWidth(0)),
-                           BlockField<uint16_t>(config, block::kHeight(0)), kCapByEncoding);
-}
-
 uint32_t MainEncoding(const SysInfo* config)
 {
     return BlockField<uint8_t>(config, block::kEncoding(0));
 }
 
-StreamEncoderConfig ReadStream(const SysInfo* config, size_t s)
+// What the main stream decides for all streams.
+struct MainStreamLimits {
+    int iFrameRate;
+    uint32_t ulBitRateKbps;
+};
+
+MainStreamLimits ReadLimits(const SysInfo* config)
 {
-    const int cap = MainStreamFrameRate(config);
+    const int width = BlockField<uint16_t>(config, block::kWidth(0));
+    const int height = BlockField<uint16_t>(config, block::kHeight(0));
+    return {GetMaxFrameRate(config, width, height, kCapByEncoding),
+            MainEncoding(config) == kEncodingMjpeg ? kMaxBitRateMjpeg : kMaxBitRate};
+}
+
+StreamEncoderConfig ReadStream(const SysInfo* config, const MainStreamLimits& limits, size_t s)
+{
+    const int cap = limits.iFrameRate;
     const int configuredRate = BlockField<int32_t>(config, block::kFrameRate(s));
     const bool isWithinCap = configuredRate <= cap;
     const auto frameRate = static_cast<uint32_t>(isWithinCap ? configuredRate : cap);
@@ -65,7 +73,7 @@ StreamEncoderConfig ReadStream(const SysInfo* config, size_t s)
         .ulStreamByte7 = BlockField<uint8_t>(config, block::kStreamByte7(s)),
         .ulEncoding = BlockField<uint8_t>(config, block::kEncoding(s)),
         .ulReserved9 = 64,
-        .ulMaxBitRate = MainEncoding(config) == kEncodingMjpeg ? kMaxBitRateMjpeg : kMaxBitRate,
+        .ulMaxBitRate = limits.ulBitRateKbps,
         .ulBitRateKbps = static_cast<uint32_t>(bitRate / kBitsPerKbit),
         .ulBitRateControl = BlockField<uint8_t>(config, block::kBitRateControl(s)),
         .ulFrameRate13 = frameRate,
@@ -142,9 +150,10 @@ int Common_GetVideoEncoderConfig(const void*, void* output)
     const SysInfo* const config = GetSysConfig();
     if (output == nullptr || config == nullptr)
         return kCameraFailed;
+    const MainStreamLimits limits = ReadLimits(config);
     VideoEncoderConfig record;
     for (size_t s = 0; s < kVideoStreams; s++)
-        record.stream[s] = ReadStream(config, s);
+        record.stream[s] = ReadStream(config, limits, s);
     memcpy(output, &record, sizeof record);
     return kCameraOk;
 }

@@ -4,9 +4,11 @@
 #include <sys/stat.h>
 #include <unistd.h>
 
+#include <array>
 #include <fstream>
+#include <functional>
 
-#include "camera/camera_records.h"
+#include "camera/further_commands.h"
 #include "tests/camera/parameter_host.h"
 
 namespace {
@@ -14,36 +16,72 @@ namespace {
 TEST(FixedOperations, AnswerByTheirPointersAlone)
 {
     const uint32_t input = 0;
-    uint32_t output[3] = {};
-    for (const uint32_t command : {19U, 31U, 32U, 138U})
-        EXPECT_EQ(RunCameraCommand(command, nullptr, nullptr), 0) << command;
-    for (const uint32_t command : {51U, 89U}) {
-        EXPECT_EQ(RunCameraCommand(command, &input, nullptr), 0) << command;
-        EXPECT_EQ(RunCameraCommand(command, nullptr, output), -1) << command;
-    }
-    EXPECT_EQ(RunCameraCommand(55, nullptr, output), 0);
-    EXPECT_EQ(RunCameraCommand(55, &input, nullptr), -1);
-    for (const uint32_t command : {30U, 61U, 63U})
-        EXPECT_EQ(RunCameraCommand(command, &input, nullptr), -1) << command;
+    uint32_t output = 7;
+    ChannelEnable enable{};
+    const std::pair<const char*, std::pair<int, int>> results[] = {
+        {"19", {CameraReserved19(), 0}},
+        {"31", {CameraReserved31(), 0}},
+        {"32", {CameraReserved32(), 0}},
+        {"138", {CameraReserved138(), 0}},
+        {"51", {CameraReserved51(&input), 0}},
+        {"51 null", {CameraReserved51(nullptr), -1}},
+        {"55", {CameraReserved55(&output), 0}},
+        {"55 null", {CameraReserved55(nullptr), -1}},
+        {"89", {CameraSetMobilePort(&input), 0}},
+        {"89 null", {CameraSetMobilePort(nullptr), -1}},
+        {"30", {CameraGetChannelEnable(&enable), 0}},
+        {"30 null", {CameraGetChannelEnable(nullptr), -1}},
+        {"61 null", {CameraGetPtzPresets(nullptr), -1}},
+        {"63", {CameraCmd63(&output), 0}},
+        {"63 null", {CameraCmd63(nullptr), -1}},
+    };
+    for (const auto& [name, result] : results)
+        EXPECT_EQ(result.first, result.second) << name;
+    EXPECT_EQ(std::to_array(enable.ulEnable), (std::array<uint32_t, 3>{1, 1, 1}));
+    EXPECT_EQ(output, 1U);
+    for (const size_t command : {30, 51, 55, 56, 61, 63, 89}) // the operations ask for themselves, too
+        EXPECT_EQ(CameraAccessTable()[command].operation(nullptr, nullptr), -1) << command;
+}
 
-    EXPECT_EQ(RunCameraCommand(30, nullptr, output), 0);
-    EXPECT_EQ(std::to_array(output), (std::array<uint32_t, 3>{1, 1, 1}));
-    output[0] = 7;
-    EXPECT_EQ(RunCameraCommand(63, nullptr, output), 0);
-    EXPECT_EQ(output[0], 1U);
+TEST(FurtherCommands, WithNamesOfTheirOwnLogThem)
+{
+    uint32_t record = 0;
+    const struct {
+        const char* name;
+        std::function<int()> call;
+    } cases[] = {
+        {"CameraGetUpGradeFileSaveName", [&] { return CameraGetUpGradeFileSaveName(&record); }},
+        {"CameraGetDateTimeProperty", [&] { return CameraGetDateTimeProperty(&record); }},
+        {"CameraSetDateTimeProperty", [&] { return CameraSetDateTimeProperty(&record); }},
+        {"CameraCheckUpGradeFile", [&] { return CameraCheckUpGradeFile(&record); }},
+        {"CameraGetPlayBackQueryFiles", [&] { return CameraGetPlayBackQueryFiles(&record, &record); }},
+        {"CameraSetPTZSerialProperty", [&] { return CameraSetPTZSerialProperty(&record); }},
+        {"CameraGetPTZSerialProperty", [&] { return CameraGetPTZSerialProperty(&record); }},
+        {"CameraSetPTZ3DZoom", [&] { return CameraSetPTZ3DZoom(&record); }},
+        {"CameraSetPreviewModeConfig", [&] { return CameraSetPreviewModeConfig(&record); }},
+    };
+    for (const auto& c : cases) {
+        testing::internal::CaptureStderr();
+        EXPECT_EQ(c.call(), -5) << c.name;
+        EXPECT_TRUE(
+            testing::internal::GetCapturedStderr().starts_with(std::string("[Trace]: ") + c.name + " "))
+            << c.name;
+    }
+    EXPECT_EQ(CameraSetResolution2(0, 1, 1), -5);
+    EXPECT_EQ(CameraGetPlayBackQueryFiles(&record, nullptr), -1);
 }
 
 TEST(FixedOperations, Command28SendsAZeroByte)
 {
     Host().Take();
-    EXPECT_EQ(RunCameraCommand(28, nullptr, nullptr), 0);
+    EXPECT_EQ(CameraCmd28(), 0);
     EXPECT_EQ(Host().Take(), std::vector{Sent<uint8_t>(193, 0)});
 }
 
 TEST(FixedOperations, PresetsAreNumberedFromOne)
 {
     static PtzPresetList list;
-    EXPECT_EQ(RunCameraCommand(61, nullptr, &list), 0);
+    EXPECT_EQ(CameraGetPtzPresets(&list), 0);
     EXPECT_STREQ(list.preset[0].szName, "PTZ0001");
     EXPECT_STREQ(list.preset[127].szName, "PTZ0128");
     for (const float coordinate : {list.preset[127].fPan, list.preset[127].fTilt, list.preset[127].fZoom})
@@ -62,7 +100,7 @@ TEST(FixedOperations, TestFramesComeInTurnAndWrap)
     uint8_t buffer[5];
     TestVideoFrame frame{buffer, 5, 0};
     const auto next = [&](uint32_t stream) {
-        const int status = RunCameraCommand(56, &stream, &frame);
+        const int status = CameraGetTestVideoFrame(stream, &frame);
         return status == 0 ? std::string(buffer, buffer + frame.ulBytes) : std::to_string(status);
     };
     const std::string main = std::string(1, '\0');
@@ -76,9 +114,8 @@ TEST(FixedOperations, TestFramesComeInTurnAndWrap)
     EXPECT_EQ(next(0), main + "0000");
     frame.ulCapacity = 4;
     EXPECT_EQ(next(0), "-1") << "a frame larger than the buffer";
-    const uint32_t stream = 0;
     EXPECT_EQ(RunCameraCommand(56, nullptr, &frame), -1);
-    EXPECT_EQ(RunCameraCommand(56, &stream, nullptr), -1);
+    EXPECT_EQ(CameraGetTestVideoFrame(0, nullptr), -1);
     ASSERT_EQ(chdir("/"), 0);
 }
 

@@ -73,7 +73,11 @@ class ParameterMessages : public testing::Test {
         ASSERT_EQ(SysDrvInit(7), 0);
         Host().Take();
     }
-    void TearDown() override { Host().AnswerWith(nullptr); }
+    void TearDown() override
+    {
+        Host().AnswerWith(nullptr);
+        ASSERT_EQ(SysDrvInit(7), 0);
+    }
 };
 
 template <typename Call> std::string ErrorOutputOf(Call call)
