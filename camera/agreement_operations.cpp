@@ -13,29 +13,42 @@ struct ServiceSwitch {
     uint32_t ulField;
 };
 
+// What a change of a service sends.
+enum class Sends : uint8_t {
+    kAll,          // switch 6, the port, switch 7
+    kPortOrSwitch, // the port, or the switch when the port is 0
+};
+
 struct Service {
     AgreementType type;
-    size_t portOffset;
+    Sends sends;
     uint32_t ulPortField;
+    size_t portOffset;
     ServiceSwitch switch6; // byte 6 of the entry
     ServiceSwitch switch7; // byte 7 of the entry
-    bool portOrSwitches;   // a change sends the port, or the switches when the port is 0
 };
+
+constexpr ServiceSwitch kNone = {0, 0};
 
 // In the order in which all services are listed.
 constexpr Service kServices[] = {
-    {ARG_AGREEMENT_RTSP, block::kRtspPort, 4102, {}, {block::kRtspEncryption, 4107}, true},
-    {ARG_AGREEMENT_OST, block::kOstraPort, 4388, {block::kOstraEnable, 4387}, {}, false},
+    {ARG_AGREEMENT_RTSP, Sends::kPortOrSwitch, 4102, block::kRtspPort, kNone, {block::kRtspEncryption, 4107}},
+    {ARG_AGREEMENT_OST, Sends::kAll, 4388, block::kOstraPort, {block::kOstraEnable, 4387}, kNone},
     {ARG_AGREEMENT_ONVIF,
-     block::kOnvifPort,
+     Sends::kAll,
      4103,
+     block::kOnvifPort,
      {block::kOnvifAuth, 4399},
-     {block::kOnvifEnable, 4391},
-     false},
-    {ARG_AGREEMENT_HTTP, block::kHttpPort, 4101, {}, {}, false},
-    {ARG_AGREEMENT_HTTPS, block::kHttpsPort, 4104, {}, {}, false},
-    {ARG_AGREEMENT_VLM, block::kVelmoraPort, 4390, {block::kVelmoraEnable, 4389}, {}, false},
-    {ARG_AGREEMENT_PALLO, block::kPalloPort, 4108, {block::kPalloEncryption, 4109}, {}, true},
+     {block::kOnvifEnable, 4391}},
+    {ARG_AGREEMENT_HTTP, Sends::kAll, 4101, block::kHttpPort, kNone, kNone},
+    {ARG_AGREEMENT_HTTPS, Sends::kAll, 4104, block::kHttpsPort, kNone, kNone},
+    {ARG_AGREEMENT_VLM, Sends::kAll, 4390, block::kVelmoraPort, {block::kVelmoraEnable, 4389}, kNone},
+    {ARG_AGREEMENT_PALLO,
+     Sends::kPortOrSwitch,
+     4108,
+     block::kPalloPort,
+     {block::kPalloEncryption, 4109},
+     kNone},
 };
 
 const Service* FindService(uint8_t type)
@@ -69,8 +82,8 @@ void SendSwitch(const ServiceSwitch& row, const uint8_t& value)
 
 void SendEntry(const Service& service, const AgreementEntry& entry)
 {
-    const bool sendsPort = !service.portOrSwitches || entry.usPort != 0;
-    const bool sendsSwitches = !service.portOrSwitches || entry.usPort == 0;
+    const bool sendsPort = service.sends == Sends::kAll || entry.usPort != 0;
+    const bool sendsSwitches = service.sends == Sends::kAll || entry.usPort == 0;
     if (sendsSwitches)
         SendSwitch(service.switch6, entry.ucSwitch6);
     if (sendsPort)

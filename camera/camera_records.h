@@ -41,8 +41,8 @@ struct StreamEncoderConfig {
     uint32_t ulStreamByte18;
 };
 static_assert(sizeof(StreamEncoderConfig) == 76);
-static_assert(offsetof(StreamEncoderConfig, ulEncoding) == 8 * 4);
-static_assert(offsetof(StreamEncoderConfig, ulIFrameInterval) == 15 * 4);
+static_assert(offsetof(StreamEncoderConfig, ulEncoding) == 8 * sizeof(uint32_t));
+static_assert(offsetof(StreamEncoderConfig, ulIFrameInterval) == 15 * sizeof(uint32_t));
 
 struct VideoEncoderConfig {
     StreamEncoderConfig stream[3];

@@ -25,19 +25,19 @@ std::atomic<int> g_queueId{kNoQueue};
 
 // Message codes whose sender does more than the others'.
 struct SpecialSender {
-    int32_t iCode;
     const char* announcement; // printed before sending
-    bool repeatsReceive;      // when a signal interrupts it
-    bool comparesLength;      // the host answers with the length that it stored
+    int32_t iCode;
+    bool repeatsReceive; // when a signal interrupts it
+    bool comparesLength; // the host answers with the length that it stored
 };
 
-constexpr SpecialSender kPlainSender = {-1, nullptr, false, false};
+constexpr SpecialSender kPlainSender = {nullptr, -1, false, false};
 constexpr SpecialSender kSpecialSenders[] = {
-    {193, nullptr, true, false},
-    {247, nullptr, false, true},
-    {281, "SetSysRTSPEncrypt", false, false},
-    {282, "SetSysPalloSslEncrypt", false, false},
-    {283, "SetSysPalloPushImageEnable", false, false},
+    {nullptr, 193, true, false},
+    {nullptr, 247, false, true},
+    {"SetSysRTSPEncrypt", 281, false, false},
+    {"SetSysPalloSslEncrypt", 282, false, false},
+    {"SetSysPalloPushImageEnable", 283, false, false},
 };
 
 const SpecialSender& SenderOf(int32_t code)

@@ -63,8 +63,8 @@ class AgreementGetter : public testing::Test {
     void SetUp() override
     {
         Host().NewBlock();
-        for (const size_t offset : {1108, 1110, 1196, 1198, 1200, 1204, 1210})
-            Host().Set(offset, static_cast<uint16_t>(offset));
+        for (const int offset : {1108, 1110, 1196, 1198, 1200, 1204, 1210})
+            Host().Set(static_cast<size_t>(offset), static_cast<uint16_t>(offset));
         for (const auto& [offset, value] :
              {std::pair(1168, 1), {1169, 2}, {1202, 3}, {1206, 4}, {1208, 5}, {6197, 6}})
             Host().Set(static_cast<size_t>(offset), static_cast<uint8_t>(value));

@@ -129,14 +129,10 @@ TEST(CommonInit, MapsTheKindOfProcess)
 
 TEST(CommonInit, CreatesWhatIsMissing)
 {
-    const struct {
-        int id;
-        int mode;
-    } segments[] = {{shmget(kBlockKey, 0x24000, 0), 0660}, {shmget(14073, 0x24000, 0), 0660}};
-    for (const auto& segment : segments) {
-        shmid_ds status{};
-        ASSERT_EQ(shmctl(segment.id, IPC_STAT, &status), 0);
-        EXPECT_EQ(status.shm_perm.mode & 0777, segment.mode & 0777);
+    for (const key_t key : {kBlockKey, 14073}) {
+        shmid_ds segment{};
+        ASSERT_EQ(shmctl(shmget(key, 0x24000, 0), IPC_STAT, &segment), 0);
+        EXPECT_EQ(segment.shm_perm.mode & 0777, 0660 & 0777);
     }
     msqid_ds queue{};
     ASSERT_EQ(msgctl(msgget(14073, 0), IPC_STAT, &queue), 0);
