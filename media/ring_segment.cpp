@@ -10,6 +10,8 @@
 
 namespace {
 
+constexpr uint32_t kUnfinished = 0; // any end flag without a meaning
+
 void CopyBytes(void* to, const uint8_t* from, size_t bytes)
 {
     auto* const out = static_cast<uint8_t*>(to);
@@ -70,7 +72,8 @@ DataInfo CopyHeader(const RingSegment& ring, uint64_t position)
     const uint32_t endFlag = LoadEndFlag(record);
     DataInfo header;
     CopyBytes(&header, record, sizeof header);
-    header.EndFlag = endFlag;
+    __sync_synchronize(); // the copy is older than the second look at the flag
+    header.EndFlag = LoadEndFlag(record) == endFlag ? endFlag : kUnfinished;
     return header;
 }
 

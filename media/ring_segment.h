@@ -40,8 +40,8 @@ bool ReattachIfRecreated(uint32_t index, RingSegment* ring);
 // Whether a record's header and so many payload bytes lie inside the segment.
 bool IsInside(const RingSegment& ring, uint64_t position, uint64_t payloadBytes);
 
-// Copies the header at a position that is inside. The end flag is read first: when it says that the
-// record is complete, the rest of the copy is not older than that.
+// Copies the header at a position that is inside. The end flag is read before and after the rest: one
+// that changed meanwhile, from the last lap's say, makes the copy an unfinished record.
 DataInfo CopyHeader(const RingSegment& ring, uint64_t position);
 // Copies the payload's start of the record at the position. Returns false when it is not inside.
 bool CopyPayloadStart(const RingSegment& ring, uint64_t position, PayloadStart* start);

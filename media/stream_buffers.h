@@ -3,7 +3,7 @@
 // Internal to the fan-out: frames go in and out through media/stream_fanout.h.
 #pragma once
 
-// Creates the stream locks; before that no frame goes in or out. Once per process.
+// Creates the stream locks, before which no frame goes in or out. Further calls do nothing.
 void CreateStreamLocks();
 
 // Clears the slots and everything that counts in them.

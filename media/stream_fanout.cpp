@@ -246,6 +246,8 @@ int GetStreamFrame(uint32_t stream, uint8_t* destination, int32_t* length, uint3
 
 void CreateStreamLocks()
 {
+    if (g_isCreated)
+        return;
     for (StreamBuffer& stream : g_streams)
         (void)MutexCreate(&stream.lock); // logs its failure; a plain mutex then serves as well
     g_isCreated = true;
@@ -253,6 +255,8 @@ void CreateStreamLocks()
 
 void EmptyStreamBuffers()
 {
+    if (!g_isCreated)
+        return;
     for (StreamBuffer& stream : g_streams) {
         const RecursiveLocked lock(&stream.lock);
         // Pages that are given back read as zero, and cost no memory until a frame needs them.

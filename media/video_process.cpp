@@ -15,7 +15,6 @@ namespace {
 constexpr uint32_t kWakeMs = 500;
 
 // The caller of start and stop alone.
-bool g_isCreated = false;
 bool g_isWaking = false; // g_waker runs
 pthread_t g_waker;
 
@@ -75,9 +74,7 @@ int StartVideoProcess()
 {
     if (IsVideoProcessRunning())
         return 0;
-    if (!g_isCreated)
-        CreateStreamLocks();
-    g_isCreated = true;
+    CreateStreamLocks();
     AwaitOldSenders();
     EmptyStreamBuffers();
     (void)CameraSetStreamCallback(kCallbackVelmora, VideoCallbackFunc); // frames come by the rings as well
@@ -99,7 +96,6 @@ int StopVideoProcess()
     if (g_isWaking)
         pthread_join(g_waker, nullptr);
     g_isWaking = false;
-    if (g_isCreated)
-        EmptyStreamBuffers();
+    EmptyStreamBuffers();
     return 0;
 }
