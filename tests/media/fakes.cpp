@@ -4,13 +4,13 @@
 #include <sys/shm.h>
 #include <unistd.h>
 
+#include <algorithm>
 #include <cerrno>
 #include <cstdarg>
 #include <cstdio>
 #include <cstdlib>
 #include <cstring>
 #include <mutex>
-#include <thread>
 
 #include "camera/camera_commands.h"
 #include "media/frame_source_state.h"
@@ -18,50 +18,34 @@
 
 namespace {
 
-std::mutex g_mutex; // guards the log and the allocation count's scope
-FakeClock* g_clock = nullptr;
-std::thread::id g_clockThread;
+std::mutex g_logMutex;
 FakeLog* g_log = nullptr;
-FakeHost* g_host = nullptr;
-std::atomic<FakeWatch*> g_watch{nullptr};
-FakeSend* g_send = nullptr;
-FakeTime* g_time = nullptr;
-std::atomic<bool> g_isCounting{false};
-std::atomic<int> g_allocations{0};
 
 void CountOne()
 {
-    if (g_isCounting)
-        g_allocations++;
+    if (CountAllocations::isOn)
+        CountAllocations::counted++;
 }
 
 } // namespace
 
 // What the linker puts in place of the wrapped functions.
 #pragma GCC diagnostic ignored "-Wmissing-declarations"
+#pragma GCC diagnostic ignored "-Wformat-nonliteral"
 #pragma GCC diagnostic ignored "-Wmismatched-new-delete" // new and delete are replaced together
 extern "C" {
 void __real__Z7SleepMsj(uint32_t milliseconds);
 void __wrap__Z7SleepMsj(uint32_t milliseconds)
 {
-    {
-        const std::lock_guard lock(g_mutex);
-        if (g_clock == nullptr || g_clockThread != std::this_thread::get_id()) {
-            // Falls out of the scope: a real sleep holds no lock.
-        } else {
-            g_clock->sleepsMs.push_back(milliseconds);
-            milliseconds = UINT32_MAX;
-        }
-    }
-    if (milliseconds == UINT32_MAX)
-        g_clock->onSleep();
-    else
-        __real__Z7SleepMsj(milliseconds);
+    if (FakeClock::active == nullptr)
+        return __real__Z7SleepMsj(milliseconds);
+    FakeClock::active->sleepsMs.push_back(milliseconds);
+    FakeClock::active->onSleep();
 }
 
 int __wrap__Z8LogTracePKcz(const char* format, ...)
 {
-    const std::lock_guard lock(g_mutex);
+    const std::lock_guard lock(g_logMutex);
     if (g_log == nullptr)
         return 0;
     char text[512];
@@ -69,12 +53,10 @@ int __wrap__Z8LogTracePKcz(const char* format, ...)
     va_start(arguments, format);
     vsnprintf(text, sizeof text, format, arguments);
     va_end(arguments);
+    // The number stands behind the function's name, or at the end of a "Process" line.
     std::string line(text);
-    const size_t from = line.find_first_of(
-        "0123456789", line.rfind(".c ") == std::string::npos ? line.find(' ') : line.rfind(' '));
-    const size_t to = line.find_first_not_of("0123456789", from);
-    if (from != std::string::npos)
-        line.replace(from, to - from, "#");
+    const size_t from = line.rfind("Process ", 0) == 0 ? line.rfind(' ') + 1 : line.find(' ') + 1;
+    line.replace(from, line.find_first_not_of("0123456789", from) - from, "#");
     g_log->lines.push_back(line);
     return 0;
 }
@@ -82,18 +64,18 @@ int __wrap__Z8LogTracePKcz(const char* format, ...)
 uint32_t __real__Z13QueryPositionijj(int32_t clientType, uint32_t index, uint32_t command);
 uint32_t __wrap__Z13QueryPositionijj(int32_t clientType, uint32_t index, uint32_t command)
 {
-    if (g_host == nullptr)
+    FakeHost* const host = FakeHost::active;
+    if (host == nullptr)
         return __real__Z13QueryPositionijj(clientType, index, command);
-    g_host->onQuery();
-    const size_t turn = g_host->commands.size();
-    g_host->commands.push_back(command);
-    return turn < g_host->positions.size() ? g_host->positions[turn] : g_host->positions.back();
+    const size_t turn = host->commands.size();
+    host->commands.push_back(command);
+    return turn < host->positions.size() ? host->positions[turn] : host->positions.back();
 }
 
 int __real__Z14IsStreamWantedj(uint32_t index);
 int __wrap__Z14IsStreamWantedj(uint32_t index)
 {
-    FakeWatch* const watch = g_watch;
+    FakeWatch* const watch = FakeWatch::active;
     if (watch == nullptr)
         return __real__Z14IsStreamWantedj(index);
     watch->asked++;
@@ -103,14 +85,15 @@ int __wrap__Z14IsStreamWantedj(uint32_t index)
 ssize_t __real_send(int fd, const void* data, size_t bytes, int flags);
 ssize_t __wrap_send(int fd, const void* data, size_t bytes, int flags)
 {
-    if (g_send == nullptr)
+    FakeSend* const fake = FakeSend::active;
+    if (fake == nullptr)
         return __real_send(fd, data, bytes, flags);
     EXPECT_EQ(flags, MSG_DONTWAIT | MSG_NOSIGNAL);
-    g_send->pieces.push_back(bytes);
-    if (g_send->results.empty())
+    fake->pieces.push_back(bytes);
+    if (fake->results.empty())
         return __real_send(fd, data, bytes, flags);
-    const int result = g_send->results.front();
-    g_send->results.erase(g_send->results.begin());
+    const int result = fake->results.front();
+    fake->results.erase(fake->results.begin());
     if (result > 0)
         return __real_send(fd, data, std::min(bytes, static_cast<size_t>(result)), flags);
     errno = -result;
@@ -120,7 +103,7 @@ ssize_t __wrap_send(int fd, const void* data, size_t bytes, int flags)
 time_t __real_time(time_t* out);
 time_t __wrap_time(time_t* out)
 {
-    return g_time == nullptr ? __real_time(out) : g_time->now;
+    return FakeTime::active == nullptr ? __real_time(out) : FakeTime::active->now;
 }
 
 void* __real_malloc(size_t bytes);
@@ -176,17 +159,6 @@ int CameraSetStreamCallback(uint32_t type, StreamCallback*)
     return 0;
 }
 
-FakeClock::FakeClock()
-{
-    const std::lock_guard lock(g_mutex);
-    g_clock = this;
-    g_clockThread = std::this_thread::get_id();
-}
-FakeClock::~FakeClock()
-{
-    const std::lock_guard lock(g_mutex);
-    g_clock = nullptr;
-}
 std::map<uint32_t, int> FakeClock::Counts() const
 {
     std::map<uint32_t, int> counts;
@@ -195,66 +167,15 @@ std::map<uint32_t, int> FakeClock::Counts() const
     return counts;
 }
 
-FakeLog::FakeLog()
+void FakeLog::Switch(FakeLog* log)
 {
-    const std::lock_guard lock(g_mutex);
-    g_log = this;
-}
-FakeLog::~FakeLog()
-{
-    const std::lock_guard lock(g_mutex);
-    g_log = nullptr;
+    const std::lock_guard lock(g_logMutex);
+    g_log = log;
 }
 int FakeLog::Count(const std::string& text) const
 {
-    const std::lock_guard lock(g_mutex);
+    const std::lock_guard lock(g_logMutex);
     return static_cast<int>(std::count(lines.begin(), lines.end(), text));
-}
-
-FakeHost::FakeHost(std::vector<uint32_t> answers) : positions(std::move(answers))
-{
-    g_host = this;
-}
-FakeHost::~FakeHost()
-{
-    g_host = nullptr;
-}
-FakeWatch::FakeWatch(bool watched) : isWatched(watched)
-{
-    g_watch = this;
-}
-FakeWatch::~FakeWatch()
-{
-    g_watch = nullptr;
-}
-FakeSend::FakeSend(std::vector<int> scripted) : results(std::move(scripted))
-{
-    g_send = this;
-}
-FakeSend::~FakeSend()
-{
-    g_send = nullptr;
-}
-FakeTime::FakeTime(time_t seconds) : now(seconds)
-{
-    g_time = this;
-}
-FakeTime::~FakeTime()
-{
-    g_time = nullptr;
-}
-CountAllocations::CountAllocations()
-{
-    g_allocations = 0;
-    g_isCounting = true;
-}
-CountAllocations::~CountAllocations()
-{
-    g_isCounting = false;
-}
-int CountAllocations::count() const
-{
-    return g_allocations;
 }
 
 TestRing::TestRing(uint32_t index, size_t bytes)

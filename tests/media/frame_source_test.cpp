@@ -8,6 +8,8 @@
 #include <thread>
 
 #include "media/frame_source_state.h"
+#include "media/media_layout.h"
+#include "media/stream_fanout.h"
 #include "tests/media/fakes.h"
 
 namespace {
@@ -23,7 +25,7 @@ void RemoveIpc()
     gGetAVStreamSysInfo.queueId = -1;
 }
 
-class FrameSource : public testing::Test {
+class FrameSource : public RunningFanOut {
   protected:
     FrameSource() { RemoveIpc(); }
     ~FrameSource() override { RemoveIpc(); }
@@ -88,65 +90,92 @@ TEST_F(FrameSource, StartRefusesBadIndices)
     EXPECT_EQ(AVStreamStop(kType, 4), 102);
 }
 
-std::promise<uint32_t>* g_firstFrame = nullptr;
-std::promise<uint32_t>* g_talkFrame = nullptr;
-
-int Announce(uint32_t source, uint32_t stream, const uint8_t* payload, const DataInfo* header)
+// Answers so many queries with 64.
+void AnswerQueries(int count)
 {
-    (stream == kTalkAudio ? g_talkFrame : g_firstFrame)
-        ->set_value(source + stream + payload[0] + header->SerialNumber);
-    return 0;
+    const int queue = msgget(kPositionQueueKey, 0);
+    for (int i = 0; i < count; i++) {
+        PositionMessage message{};
+        ASSERT_EQ(msgrcv(queue, &message, PositionMessage::kTextBytes, 1, 0), 44);
+        message.type = static_cast<long>(message.word[kWordClientType]);
+        message.word[kWordResult] = 64;
+        ASSERT_EQ(msgsnd(queue, &message, PositionMessage::kTextBytes, 0), 0);
+    }
 }
 
-TEST_F(FrameSource, ReadersDeliverOnTheirThreadsUntilStopped)
+DataInfo Record(int32_t length, uint32_t flag = kFlagFrame)
 {
-    std::promise<uint32_t> first, talk;
-    g_firstFrame = &first;
-    g_talkFrame = &talk;
-    ASSERT_EQ(GetAVControlInit(), 0);
-    ASSERT_EQ(GetAVControlVoiceTalkInit(), 0);
     DataInfo header{};
     header.AVDataCheck = kRecordMagic;
     header.SerialNumber = 100;
-    header.AVDataLen = 4;
-    header.EndFlag = kFlagFrame;
+    header.AVDataLen = length;
+    header.AVSource = kSourceAudio;
+    header.EndFlag = flag;
     header.TimeStamp = 0xFFFFFFFF;
-    {
-        TestRing ring(kSecondStream), talkRing(kTalkAudio);
-        ring.Put(64, header, {5, 6, 7, 8});
-        talkRing.Put(64, header, {5, 6, 7, 8});
-        g_clients[kType].frame = Announce;
-        g_clients[kType].status = nullptr;
-        std::thread host([] {
-            const int queue = msgget(kPositionQueueKey, 0);
-            for (int i = 0; i < 2; i++) {
-                PositionMessage message{};
-                ASSERT_EQ(msgrcv(queue, &message, PositionMessage::kTextBytes, 1, 0), 44);
-                message.type = kType;
-                message.word[kWordResult] = 64;
-                ASSERT_EQ(msgsnd(queue, &message, PositionMessage::kTextBytes, 0), 0);
-            }
-        });
-        FakeClock clock; // of this thread alone
-        EXPECT_EQ(AVStreamStart(kType, kSecondStream), 0);
-        EXPECT_EQ(AVStreamStart(kType, kSecondStream), 0); // is started already
-        EXPECT_EQ(AVStreamStart(kType, kTalkAudio), 0);
-        EXPECT_EQ(clock.sleepsMs, (std::vector<uint32_t>{500, 500}));
-        host.join();
-        EXPECT_EQ(first.get_future().get(), 1U + 5 + 100);
-        EXPECT_EQ(talk.get_future().get(), 3U + 5 + 100);
-        EXPECT_EQ(AVStreamStop(kType, kSecondStream), 0);
-        EXPECT_EQ(AVStreamStop(kType, kTalkAudio), 0);
-        // A reader that ends lets go of its segment: the test's own attachment remains.
-        for (const TestRing* own : {&ring, &talkRing}) {
-            shmid_ds status{};
-            do {
-                ASSERT_EQ(shmctl(own->id(), IPC_STAT, &status), 0);
-                std::this_thread::yield();
-            } while (status.shm_nattch > 1);
-        }
-    }
+    return header;
+}
+
+// A reader that ends lets go of its segment: the test's own attachment remains.
+void StopAndAwait(int32_t clientType, uint32_t index, const TestRing& ring)
+{
+    EXPECT_EQ(AVStreamStop(clientType, index), 0);
+    shmid_ds status{};
+    do {
+        ASSERT_EQ(shmctl(ring.id(), IPC_STAT, &status), 0);
+        std::this_thread::yield();
+    } while (status.shm_nattch > 1);
+}
+
+std::promise<uint32_t> g_talkFrame;
+
+int Announce(uint32_t source, uint32_t stream, const uint8_t* payload, const DataInfo* header)
+{
+    g_talkFrame.set_value(source * 1000 + stream * 100 + payload[0] + header->SerialNumber);
+    return 0;
+}
+
+TEST_F(FrameSource, TalkReaderDeliversOnItsThreadUntilStopped)
+{
+    ASSERT_EQ(GetAVControlVoiceTalkInit(), 0);
+    TestRing ring(kTalkAudio);
+    ring.Put(64, Record(4), {5, 6, 7, 8});
+    g_clients[kType].frame = Announce;
+    std::thread host(AnswerQueries, 1);
+    FakeClock clock; // of this thread alone
+    EXPECT_EQ(AVStreamStart(kType, kTalkAudio), 0);
+    EXPECT_EQ(AVStreamStart(kType, kTalkAudio), 0); // is started already
+    EXPECT_EQ(clock.sleepsMs, std::vector<uint32_t>{500});
+    host.join();
+    EXPECT_EQ(g_talkFrame.get_future().get(), 1000U + 300 + 5 + 100);
+    StopAndAwait(kType, kTalkAudio, ring);
     g_clients[kType].frame = nullptr;
+}
+
+TEST_F(FrameSource, ServersReadersFeedTheFanOut)
+{
+    constexpr int32_t kServerType = 10;
+    ASSERT_EQ(GetAVControlInit(), 0);
+    TestRing main(kMainStream), second(kSecondStream);
+    main.Put(64, Record(1), {11});
+    second.Put(64, Record(2), {21, 22});
+    main.Put(129, Record(0, kFlagPause)); // so that they wait, and do not ask again
+    second.Put(130, Record(0, kFlagPause));
+    FakeWatch watch(true);
+    std::thread host(AnswerQueries, 2);
+    FakeClock clock;
+    EXPECT_EQ(StartAVStream(kServerType), 0);
+    host.join();
+    std::vector<uint8_t> frame(kMainFrameBytes);
+    int32_t length = 0;
+    uint32_t kind = 0;
+    for (int32_t stream = 0; stream < 2; stream++) {
+        EXPECT_EQ(GetStreamFrame(static_cast<uint32_t>(stream), frame.data(), &length, &kind), 0);
+        EXPECT_EQ(length, stream + 1);
+        EXPECT_EQ(kind, kSourceAudio);
+        EXPECT_EQ(frame[0], 10 * stream + 11);
+    }
+    StopAndAwait(kServerType, kMainStream, main);
+    StopAndAwait(kServerType, kSecondStream, second);
 }
 
 } // namespace

@@ -8,28 +8,17 @@
 #include <numeric>
 
 #include "media/ring_layout.h"
-#include "media/stream_buffers.h"
 #include "media/stream_fanout.h"
 #include "protocol/connection_table.h"
-#include "protocol/send_mutex.h"
 #include "tests/media/fakes.h"
 
 namespace {
 
 using Bytes = std::vector<uint8_t>;
 
-// The video process without its threads: a frame goes in, its messages come out.
-class Sender : public testing::Test {
+// A frame goes in, its messages come out.
+class Sender : public RunningFanOut {
   protected:
-    Sender() : buffer_(kMediaBufferBytes)
-    {
-        static const bool isCreated = (CreateStreamLocks(), CreateSendMutex(), true);
-        (void)isCreated;
-        EmptyStreamBuffers();
-        SetVideoProcessRunning(true);
-    }
-    ~Sender() override { SetVideoProcessRunning(false); }
-
     int Send(uint32_t stream, const Bytes& frame, uint32_t kind = kSourceVideo)
     {
         EXPECT_EQ(VideoCallbackFunc(kind, stream, frame.data(), static_cast<int32_t>(frame.size()), nullptr),
@@ -37,7 +26,7 @@ class Sender : public testing::Test {
         return PackAVFrame(stream, buffer_.data());
     }
 
-    Bytes buffer_;
+    Bytes buffer_ = Bytes(kMediaBufferBytes);
 };
 
 // A frame of so many bytes that differ from their neighbours.
@@ -200,7 +189,7 @@ TEST_F(Sender, StoppedProcessSendsNothing)
 }
 
 // Results of the sends to the first of two receivers; the second gets everything in any case.
-const struct SendCase {
+struct SendCase {
     const char* name;
     std::vector<int> results;
     std::vector<size_t> pieces; // asked of the first receiver; empty: not compared
@@ -208,7 +197,8 @@ const struct SendCase {
     std::map<uint32_t, int> sleeps;
     const char* line;
     int lines;
-} kSendCases[] = {
+};
+const SendCase kSendCases[] = {
     {"whole", {}, {32768, 20}, true, {}, "", 0},
     {"short",
      {1000, 32768},
@@ -297,9 +287,9 @@ TEST_F(Sender, FramePathAllocatesNothing)
         Send(0, slice);
         Send(0, audio, kSourceAudio);
     }
-    EXPECT_EQ(allocations.count(), 0);
+    EXPECT_EQ(CountAllocations::count(), 0);
     const Bytes* const counted = new Bytes(1); // the counter counts
-    EXPECT_EQ(allocations.count(), 2);
+    EXPECT_EQ(CountAllocations::count(), 2);
     delete counted;
     g_encoderAnswers.clear();
 }

@@ -6,25 +6,12 @@
 #include <thread>
 
 #include "media/media_layout.h"
-#include "media/media_sender.h"
-#include "media/stream_buffers.h"
-#include "protocol/send_mutex.h"
 #include "tests/media/fakes.h"
 
 namespace {
 
-// The video process without its threads.
-class FanOut : public testing::Test {
+class FanOut : public RunningFanOut {
   protected:
-    FanOut() : out_(kMainFrameBytes)
-    {
-        static const bool isCreated = (CreateStreamLocks(), true);
-        (void)isCreated;
-        EmptyStreamBuffers();
-        SetVideoProcessRunning(true);
-    }
-    ~FanOut() override { SetVideoProcessRunning(false); }
-
     static int Put(uint32_t stream, std::vector<uint8_t> data, uint32_t kind = kSourceVideo)
     {
         return VideoCallbackFunc(kind, stream, data.data(), static_cast<int32_t>(data.size()), nullptr);
@@ -35,7 +22,7 @@ class FanOut : public testing::Test {
         return GetStreamFrame(stream, out_.data(), &length_, &kind_) == 0 ? out_[0] : -1;
     }
 
-    std::vector<uint8_t> out_;
+    std::vector<uint8_t> out_ = std::vector<uint8_t>(kMainFrameBytes);
     int32_t length_ = -5;
     uint32_t kind_ = 77;
 };
@@ -228,9 +215,9 @@ TEST_F(FanOut, ManyFramesPassBetweenTwoThreadsUnharmed)
 }
 
 // The whole process: the watcher gets its frames, and a start right after a stop leaves one sender.
-TEST(VideoProcess, StartsStopsAndStartsAgain)
+TEST_F(FanOut, VideoProcessStartsStopsAndStartsAgain)
 {
-    CreateSendMutex();
+    SetVideoProcessRunning(false);
     g_streamCallbackType = 0;
     FakeLog log;
     for (int round = 0; round < 2; round++) {
