@@ -9,7 +9,7 @@
 #include <chrono>
 #include <cstdio>
 #include <functional>
-#include <regex>
+#include <sstream>
 #include <string>
 #include <thread>
 #include <vector>
@@ -48,10 +48,19 @@ class CapturedOutput {
         text.resize(static_cast<size_t>(pread(file_.get(), text.data(), text.size(), 0)));
         return text;
     }
-    // The same with N for the source line in "function 12:" and "function 12 :".
+    // The same with N for the source line, which is the number behind the first name of a line.
     [[nodiscard]] std::string Lines() const
     {
-        return std::regex_replace(Text(), std::regex(R"(([A-Za-z]\w+) \d+( ?:))"), "$1 N$2");
+        std::string lines;
+        std::istringstream text(Text());
+        for (std::string line; std::getline(text, line); lines += line + '\n') {
+            const size_t number = line.find_first_of("0123456789");
+            const size_t end = line.find_first_not_of("0123456789", number);
+            if (number != std::string::npos && number > 0 && end != std::string::npos &&
+                line[number - 1] == ' ' && (line[end] == ':' || line[end] == ' '))
+                line.replace(number, end - number, "N");
+        }
+        return lines;
     }
     [[nodiscard]] bool Has(const std::string& line) const { return Lines().find(line) != std::string::npos; }
 
