@@ -63,6 +63,9 @@ void AddOptions(CLI::App* app, Options* options)
                   "Remove the camera's shared memory and queues first, and all of them at the end");
     app->add_option("server-arguments", options->serverArguments, "")->group("");
     app->footer(kFooter);
+    app->failure_message([](const CLI::App*, const CLI::Error& error) {
+        return "velmora-bench-camera: " + std::string(error.what()) + " (--help tells the options)\n";
+    });
 }
 
 void CompleteOptions(Options* options)
@@ -155,7 +158,7 @@ void RunCamera(const Options& options, const sigset_t& signals)
 int main(int argc, char** argv)
 {
     LogInit("velmora-bench-camera", 3);
-    av_log_set_level(AV_LOG_ERROR);
+    av_log_set_level(AV_LOG_FATAL); // what concerns the user comes as an error of ours
     // Blocked before any thread exists, so that only ServeSignals gets them.
     sigset_t signals;
     sigemptyset(&signals);

@@ -91,7 +91,19 @@ void StorePoint(const uint8_t* point, uint8_t* entry)
 }
 } // namespace tour
 
-// Bytes of a kept value, as a message would carry them.
+// The file may have been edited by hand: a value is used only where its kind belongs.
+bool SuitsField(const ParameterValue& value, const FieldPlace* place)
+{
+    if (std::holds_alternative<uint32_t>(value))
+        return place != nullptr && place->kind == FieldKind::kNumber;
+    if (std::holds_alternative<std::string>(value))
+        return place != nullptr && place->kind == FieldKind::kText;
+    return place == nullptr || place->kind == FieldKind::kBytes || place->kind == FieldKind::kText ||
+           place->kind == FieldKind::kTour;
+}
+
+// Bytes of a kept value, as a message would carry them. A number that is too wide for its field keeps
+// its four bytes, and is refused for that.
 ParameterBytes MessageBytes(const ParameterValue& value, const FieldPlace* place)
 {
     if (const auto* const bytes = std::get_if<ParameterBytes>(&value))
@@ -101,11 +113,8 @@ ParameterBytes MessageBytes(const ParameterValue& value, const FieldPlace* place
     const uint32_t number = std::get<uint32_t>(value);
     ParameterBytes bytes(sizeof number);
     StoreLe(bytes.data(), number);
-    const size_t width = place == nullptr ? bytes.size() : std::min<size_t>(place->usWidth, bytes.size());
-    const bool fits = std::all_of(bytes.begin() + static_cast<ptrdiff_t>(width), bytes.end(),
-                                  [](uint8_t byte) { return byte == 0; });
-    if (fits) // otherwise the width is wrong and the value is refused
-        bytes.resize(width);
+    if (place->usWidth == sizeof number || number >> (8 * place->usWidth) == 0)
+        bytes.resize(place->usWidth);
     return bytes;
 }
 
@@ -291,23 +300,29 @@ void ParameterStore::Keep(const std::string& name, ParameterValue value)
         SaveParameterState(stateFile_, changes_);
 }
 
+void ParameterStore::LoadUsers(const ParameterValue& value)
+{
+    const auto* const users = std::get_if<ParameterBytes>(&value);
+    if (users == nullptr || users->size() != block::kUserEntries * block::kUserEntryBytes)
+        return;
+    memcpy(block_ + block::kUsers, users->data(), users->size());
+    changes_[kUsersMember] = value;
+}
+
 void ParameterStore::LoadState()
 {
     loading_ = true;
     for (const auto& [name, value] : LoadParameterState(stateFile_)) {
-        if (const auto* users = std::get_if<ParameterBytes>(&value); name == kUsersMember) {
-            if (users != nullptr && users->size() == block::kUserEntries * block::kUserEntryBytes) {
-                memcpy(block_ + block::kUsers, users->data(), users->size());
-                changes_[name] = value;
-            }
-            continue;
-        }
         uint32_t field = 0;
         std::from_chars(name.data(), name.data() + name.size(), field);
         const FieldPlace* const place = FindFieldPlace(field);
-        const ParameterBytes bytes = MessageBytes(value, place);
-        if (place != nullptr)
-            ApplyField(*place, bytes);
+        if (name == kUsersMember)
+            LoadUsers(value);
+        else if (!SuitsField(value, place))
+            LogWarn("%s: \"%s\" is left out: not the kind of value it takes\n", stateFile_.c_str(),
+                    name.c_str());
+        else if (place != nullptr)
+            ApplyField(*place, MessageBytes(value, place));
         else
             changes_[name] = value;
     }

@@ -43,6 +43,7 @@ class ParameterStore {
     void WriteDefaults();
     void WriteStream(size_t stream, const StreamFacts& facts);
     void LoadState();
+    void LoadUsers(const ParameterValue& value);
 
     uint8_t* const block_;
     const std::string stateFile_;
