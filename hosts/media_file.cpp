@@ -2,6 +2,8 @@
 
 #include <utility>
 
+#include "common/log.h"
+
 MediaFile::MediaFile(std::string path, AVMediaType kind) : path_(std::move(path)), kind_(kind)
 {
     Open();
@@ -36,9 +38,10 @@ bool MediaFile::Read(AVPacket* packet)
     for (;;) {
         av_packet_unref(packet);
         const int result = av_read_frame(format_.get(), packet);
-        if (result == AVERROR_EOF)
+        if (result < 0 && result != AVERROR_EOF)
+            LogWarn("%s: ends early: %s\n", path_.c_str(), LibavErrorText(result).c_str());
+        if (result < 0)
             return false;
-        CheckLibav(result, path_);
         if (packet->stream_index == stream_->index)
             return true;
     }

@@ -18,7 +18,8 @@ class MediaFile {
     // Frames a second as the container tells; 25 when it does not.
     [[nodiscard]] AVRational FrameRate() const;
 
-    // Reads the next packet of the stream. Returns false at the end of the file.
+    // Reads the next packet of the stream. Returns false at the end of the file, or of
+    // what can be read of it (logged).
     bool Read(AVPacket* packet);
     void Rewind();
 

@@ -7,11 +7,13 @@
 #include <cmath>
 #include <cstdio>
 #include <cstring>
+#include <filesystem>
 #include <fstream>
 #include <iterator>
 #include <limits>
 #include <memory>
 #include <optional>
+#include <stdexcept>
 #include <string_view>
 
 #include "common/log.h"
@@ -88,12 +90,13 @@ void MoveAside(const std::string& path)
 ParameterChanges LoadParameterState(const std::string& path)
 {
     ParameterChanges changes;
-    std::ifstream file(path, std::ios::binary);
-    if (!file) {
-        if (errno != ENOENT)
-            LogError("%s: cannot be read, starting from defaults: %s\n", path.c_str(), strerror(errno));
+    if (!std::filesystem::exists(path))
         return changes;
-    }
+    if (!std::filesystem::is_regular_file(path))
+        throw std::runtime_error(path + ": not a regular file");
+    std::ifstream file(path, std::ios::binary);
+    if (!file)
+        throw std::runtime_error(path + ": " + strerror(errno));
     const std::string text((std::istreambuf_iterator<char>(file)), std::istreambuf_iterator<char>());
     const JsonOwner json(cJSON_ParseWithLength(text.data(), text.size()), cJSON_Delete);
     if (!cJSON_IsObject(json.get())) {

@@ -14,8 +14,9 @@ using ParameterBytes = std::vector<uint8_t>;
 using ParameterValue = std::variant<uint32_t, std::string, ParameterBytes>;
 using ParameterChanges = std::map<std::string, ParameterValue>;
 
-// Reads the file. A missing one gives no changes; one that cannot be read or is no JSON object of such
-// values is logged and moved aside as FILE.corrupt. Single unusable members are logged and left out.
+// Reads the file. A missing one gives no changes; one that is no JSON object is logged and moved aside as
+// FILE.corrupt; single unusable members are logged and left out. Throws std::runtime_error for a file
+// that may not be read or is no regular file.
 ParameterChanges LoadParameterState(const std::string& path);
 // Returns false when the file could not be written (logged).
 bool SaveParameterState(const std::string& path, const ParameterChanges& changes);

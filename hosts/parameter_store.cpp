@@ -6,59 +6,15 @@
 #include <limits>
 #include <utility>
 
-#include "camera/image_fields.h"
 #include "common/little_endian.h"
 #include "common/log.h"
+#include "hosts/parameter_defaults.h"
 
 namespace {
 
 constexpr char kUsersMember[] = "users"; // the list of users as it lies in the block
 constexpr uint32_t kTourField = 4335;
 constexpr uint32_t kTourChannels = 2;
-
-struct DefaultNumber {
-    size_t block;
-    uint8_t ucBytes;
-    uint32_t ulValue;
-};
-constexpr DefaultNumber kDefaultNumbers[] = {
-    {block::kHttpPort, 2, 80},         {block::kRtspPort, 2, 554},         {block::kHttpsPort, 2, 443},
-    {block::kOnvifPort, 2, 8000},      {block::kOnvifEnable, 1, 1},        {block::kMobilePort, 2, 34599},
-    {block::kOstraPort, 2, 9988},      {block::kPalloPort, 2, 9989},       {block::kVelmoraPort, 2, 34567},
-    {block::kVelmoraEnable, 1, 1},     {block::kTimeZone, 1, 24},  // UTC
-    {block::kNtpInterval, 4, 3600},    {block::kStreamMode, 1, 1}, // two streams
-    {block::kMotionSensitivity, 1, 3}, {block::kAudioEnable, 1, 1},        {block::kAudioEncoding, 1, 1},
-    {block::kAudioInputVolume, 1, 50}, {block::kAudioOutputVolume, 1, 50},
-};
-
-struct DefaultText {
-    size_t block;
-    const char* text;
-};
-constexpr DefaultText kDefaultTexts[] = {
-    {block::kNtpServer, "pool.ntp.org"},        {block::kDeviceName, "Velmora-Bench"},
-    {block::kFirmwareVersion, "V1.0.0-bench"},  {block::kHardwareId, "BENCH-CAMERA"},
-    {block::kSerialNumber, "VB00000000000001"}, {block::kUsers, "admin"},
-};
-
-constexpr uint8_t kDefaultPicture = 50; // brightness, colour, contrast and sharpness
-constexpr uint8_t kPictureSettings = 4; // their indices in the image record are the first ones
-
-constexpr StreamFacts kDefaultStreams[kVideoStreams] = {
-    {kCodecH265, 1920, 1080, 25, 4 * 1024 * 1024, 50},
-    {kCodecH264, 720, 480, 25, 1024 * 1024, 50},
-    {kCodecH264, 352, 288, 25, 512 * 1024, 50},
-};
-
-void StoreNumber(uint8_t* to, uint8_t bytes, uint32_t value)
-{
-    if (bytes == 1)
-        *to = static_cast<uint8_t>(value);
-    else if (bytes == 2)
-        StoreLe(to, static_cast<uint16_t>(value));
-    else
-        StoreLe(to, value);
-}
 
 uint32_t LoadNumber(std::span<const uint8_t> value)
 {
@@ -131,34 +87,17 @@ ParameterStore::ParameterStore(uint8_t* block, std::string stateFile)
 
 void ParameterStore::WriteDefaults()
 {
-    memset(block_, 0, kSysConfigBytes);
-    for (const DefaultNumber& number : kDefaultNumbers)
-        StoreNumber(block_ + number.block, number.ucBytes, number.ulValue);
-    for (const DefaultText& text : kDefaultTexts)
-        memcpy(block_ + text.block, text.text, strlen(text.text));
-    for (const ImageField& image : kImageFields)
-        if (image.ucIndex < kPictureSettings)
-            block_[image.usBlock] = kDefaultPicture;
-    memset(block_ + block::kMotionGrid, 0xFF, 32 * sizeof(uint32_t));
+    WriteDefaultParameters(block_);
     for (size_t stream = 0; stream < kVideoStreams; ++stream)
-        WriteStream(stream, played_[stream].value_or(kDefaultStreams[stream]));
-}
-
-void ParameterStore::WriteStream(size_t stream, const StreamFacts& facts)
-{
-    block_[block::kEncoding(stream)] = facts.codec;
-    StoreLe(block_ + block::kFrameRate(stream), facts.iFrameRate);
-    StoreLe(block_ + block::kBitRate(stream), facts.iBitRate);
-    StoreLe(block_ + block::kIFrameInterval(stream), facts.iIFrameInterval);
-    StoreLe(block_ + block::kWidth(stream), facts.usWidth);
-    StoreLe(block_ + block::kHeight(stream), facts.usHeight);
+        if (played_[stream])
+            WriteStreamFacts(block_, stream, *played_[stream]);
 }
 
 void ParameterStore::SetStream(size_t stream, const StreamFacts& facts)
 {
     const std::lock_guard lock(mutex_);
     played_[stream] = facts;
-    WriteStream(stream, facts);
+    WriteStreamFacts(block_, stream, facts);
 }
 
 int32_t ParameterStore::Apply(uint32_t field, std::span<const uint8_t> value)

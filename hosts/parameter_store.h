@@ -21,7 +21,7 @@
 class ParameterStore {
   public:
     // `block` has kSysConfigBytes, all zero. Writes the defaults, then what the state file holds. No
-    // file is kept when the name is empty.
+    // file is kept when the name is empty. Throws std::runtime_error when the file cannot be read.
     ParameterStore(uint8_t* block, std::string stateFile);
 
     // Applies a change as a parameter message carries it. Returns 0; -1, with a log line and nothing
@@ -41,7 +41,6 @@ class ParameterStore {
     int32_t ApplyField(const FieldPlace& place, std::span<const uint8_t> value);
     void Keep(const std::string& name, ParameterValue value);
     void WriteDefaults();
-    void WriteStream(size_t stream, const StreamFacts& facts);
     void LoadState();
     void LoadUsers(const ParameterValue& value);
 

@@ -96,12 +96,13 @@ void QueueServer::Serve(int id, QueueText& message, size_t received)
 
 void QueueServer::Reply(int id, const QueueText& message)
 {
-    for (int attempt = 0; attempt < kReplyTries && !stopping_; ++attempt) {
-        if (msgsnd(id, &message, textBytes_, IPC_NOWAIT) == 0)
+    int attempt = 0;
+    while (msgsnd(id, &message, textBytes_, IPC_NOWAIT) < 0) {
+        const bool full = errno == EAGAIN || errno == EINTR;
+        if (!full || stopping_ || ++attempt == kReplyTries) {
+            LogError("%s: a reply of type %ld was not sent: %s\n", name_, message.type, strerror(errno));
             return;
-        if (errno != EAGAIN && errno != EINTR)
-            break;
+        }
         SleepMs(kReplyRetryMs);
     }
-    LogError("%s: a reply of type %ld was not sent: %s\n", name_, message.type, strerror(errno));
 }

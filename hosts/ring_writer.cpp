@@ -9,6 +9,7 @@ constexpr uint32_t kUnfinished = 0; // any EndFlag but the known three
 // Payload bytes cleared behind an announced header: readers look at the first five of them to tell
 // frames apart, and what the last lap left there must not pass for one.
 constexpr uint32_t kClearedBytes = 8;
+constexpr uint32_t kAnnouncedBytes = kRecordBytes + kClearedBytes;
 
 } // namespace
 
@@ -61,7 +62,7 @@ void RingWriter::RepairFirstRecord()
 void RingWriter::Wrap()
 {
     const uint32_t wrapPlace = place_;
-    ForgetOverwrittenKeyFrame(0, kRecordBytes);
+    ForgetOverwrittenKeyFrame(0, kAnnouncedBytes);
     first_.reset();
     Announce(0);
     place_ = 0;
@@ -81,12 +82,12 @@ bool RingWriter::Put(const RingRecord& record)
         paused_ = false;
     }
     RepairFirstRecord();
-    if (place_ + kRecordBytes + payloadBytes + kRecordBytes > ringBytes_)
+    if (place_ + kRecordBytes + payloadBytes + kAnnouncedBytes > ringBytes_)
         Wrap();
 
     const uint32_t place = place_;
     const uint32_t next = place + kRecordBytes + payloadBytes;
-    ForgetOverwrittenKeyFrame(place, kRecordBytes + payloadBytes + kRecordBytes);
+    ForgetOverwrittenKeyFrame(place, kRecordBytes + payloadBytes + kAnnouncedBytes);
     DataInfo header{};
     header.AVDataCheck = kRecordMagic;
     header.SerialNumber = serial_;

@@ -6,7 +6,8 @@
 //     unfinished EndFlag, on which readers wait five times as long as on a missing magic, and which
 //     hides what the last lap left there;
 //   - EndFlag is stored last, with release order, when header and payload stand;
-//   - behind every record there is room for one more header, so that a wrap or pause record always fits;
+//   - behind every record there is room for one more header and the first bytes of a payload, so that a
+//     wrap or pause record always fits;
 //   - serial numbers rise by one per record and are never 0. Their first value comes from the caller
 //     and lies above all that an earlier life of the host gave out.
 //
@@ -30,7 +31,7 @@ struct RingRecord {
 
 class RingWriter {
   public:
-    // `ring` has `ringBytes` and kRecordBytes more behind them. Announces the record at offset 0.
+    // `ring` has `ringBytes`. Announces the record at offset 0.
     RingWriter(uint8_t* ring, uint32_t ringBytes, uint32_t firstSerial);
 
     // Publishes a record. Returns false, with nothing written, for a payload that is empty or larger

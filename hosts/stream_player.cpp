@@ -2,6 +2,7 @@
 
 #include <pthread.h>
 
+#include <algorithm>
 #include <ctime>
 #include <stdexcept>
 #include <utility>
@@ -12,6 +13,7 @@ namespace {
 
 constexpr std::chrono::seconds kReopenEvery{1};
 constexpr std::chrono::seconds kTooLate{1};
+constexpr int64_t kSoonUs = 10'000'000;
 
 uint32_t UptimeMs()
 {
@@ -100,6 +102,7 @@ void StreamPlayer::Reopen()
     report_(video_->facts());
     audioUs_ = 0;
     lastFrame_ = {};
+    lateUs_.reset();
 }
 
 void StreamPlayer::WaitWhilePaused()
@@ -111,8 +114,11 @@ void StreamPlayer::WaitWhilePaused()
         changed_.wait(lock, [this] { return stopping_ || !paused_; });
         LogInfo("%s: going on\n", name_);
     }
+    // From here on as from the start: a key frame first, and its sound after it.
+    const int64_t playUs = video_->Peek().playUs;
     keyFrameNext_ = true;
-    start_ = Clock::now() - std::chrono::microseconds(video_->Peek().playUs);
+    audioUs_ = std::max(audioUs_, playUs);
+    start_ = Clock::now() - std::chrono::microseconds(playUs);
 }
 
 void StreamPlayer::PlayUntilInterrupted()
@@ -168,9 +174,12 @@ void StreamPlayer::KeepUp(int64_t playUs)
     if (late < kTooLate)
         return;
     start_ += late;
-    const bool lowered = video_->LowerRate();
+    // Once may be an accident; soon again is not.
+    const bool again = lateUs_ && playUs - *lateUs_ < kSoonUs;
+    lateUs_ = playUs;
+    const bool lowered = again && video_->LowerRate();
     const int32_t rate = video_->facts().iFrameRate;
-    LogWarn("%s: the machine cannot keep up, %s %d frames a second\n", name_,
+    LogWarn("%s: the machine did not keep up, %s %d frames a second\n", name_,
             lowered ? "going on with" : "staying at", rate);
     if (lowered)
         report_(video_->facts());

@@ -1,9 +1,9 @@
 // Plays one file into one ring in real time: a thread that takes each video frame and each sound record
 // when it is due.
 //
-// Due times are counted from the start of play, so nothing drifts. A machine that falls a second behind
-// is given fewer frames to encode, and the clock starts again from there. While the file cannot be played
-// the stream is paused and the file opened again once a second.
+// Due times are counted from the start of play, so nothing drifts. When play falls a second behind, the
+// clock starts again from there; when that happens again soon, fewer frames are encoded. While the file
+// cannot be played the stream is paused and the file opened again once a second.
 #pragma once
 
 #include <chrono>
@@ -13,6 +13,7 @@
 #include <latch>
 #include <memory>
 #include <mutex>
+#include <optional>
 #include <string>
 #include <thread>
 
@@ -73,6 +74,7 @@ class StreamPlayer {
     int64_t audioUs_ = 0;       // play time of the next sound record
     FrameTime lastFrame_{};     // the sound goes on from here
     bool keyFrameNext_ = true;
+    std::optional<int64_t> lateUs_; // play time at which it was last too late
 
     std::mutex mutex_; // guards all below
     std::condition_variable changed_;

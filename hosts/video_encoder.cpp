@@ -28,9 +28,7 @@ LibavOwner<AVCodecContext> OpenEncoder(const StreamFacts& facts)
     av_opt_set(encoder->priv_data, "preset", "ultrafast", 0);
     av_opt_set(encoder->priv_data, "tune", "zerolatency", 0);
     av_opt_set(encoder->priv_data, "forced-idr", "1", 0);
-    if (h264)
-        av_opt_set(encoder->priv_data, "x264-params", "log-level=error", 0);
-    else
+    if (!h264) // libx265 writes to standard error by itself
         av_opt_set(encoder->priv_data, "x265-params", "log-level=error", 0);
     CheckLibav(avcodec_open2(encoder.get(), codec, nullptr), name);
     return encoder;

@@ -55,6 +55,21 @@ void FillFacts(const Tally& tally, const MediaFile& file, MediaCodec codec, Vide
     };
 }
 
+void TallyFile(const std::string& path, MediaCodec codec, size_t frameLimit, VideoProbe* probe)
+{
+    AccessUnitReader reader(path, codec, frameLimit);
+    Tally tally;
+    while (const auto frame = reader.Next())
+        if (const char* const problem = tally.Add(*frame)) {
+            probe->problem = problem;
+            return;
+        }
+    if (tally.frames == 0)
+        probe->problem = "it has no key frame";
+    else
+        FillFacts(tally, reader.file(), codec, probe);
+}
+
 } // namespace
 
 VideoProbe ProbeVideo(const std::string& path, size_t frameLimit)
@@ -69,16 +84,10 @@ VideoProbe ProbeVideo(const std::string& path, size_t frameLimit)
         probe.problem = std::string("it is ") + avcodec_get_name(id) + ", not H.264 or H.265";
         return probe;
     }
-    AccessUnitReader reader(path, *codec, frameLimit);
-    Tally tally;
-    while (const auto frame = reader.Next())
-        if (const char* const problem = tally.Add(*frame)) {
-            probe.problem = problem;
-            return probe;
-        }
-    if (tally.frames == 0)
-        probe.problem = "it has no key frame";
-    else
-        FillFacts(tally, reader.file(), *codec, &probe);
+    try {
+        TallyFile(path, *codec, frameLimit, &probe);
+    } catch (const std::runtime_error& error) {
+        probe.problem = std::string("it is damaged (") + error.what() + ")";
+    }
     return probe;
 }

@@ -1,5 +1,6 @@
 #include "hosts/media_host.h"
 
+#include <cstring>
 #include <map>
 
 #include "media/ring_layout.h"

@@ -1,6 +1,7 @@
 #include "hosts/parameter_host.h"
 
 #include <atomic>
+#include <cstring>
 
 #include "camera/parameter_fields.h"
 #include "tests/hosts/queue_client.h"

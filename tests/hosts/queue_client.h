@@ -6,7 +6,7 @@
 #include <sys/msg.h>
 #include <sys/shm.h>
 
-#include <cstring>
+#include <algorithm>
 #include <vector>
 
 // Sends 32-bit words as a message of the type; waits for nothing.
@@ -17,7 +17,7 @@ inline void SendWords(key_t key, long type, const std::vector<uint32_t>& words)
         uint32_t word[64];
     } message{};
     message.type = type;
-    memcpy(message.word, words.data(), words.size() * 4);
+    std::copy(words.begin(), words.end(), message.word);
     ASSERT_EQ(msgsnd(msgget(key, 0), &message, words.size() * 4, 0), 0);
 }
 

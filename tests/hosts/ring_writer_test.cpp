@@ -16,7 +16,7 @@ using Ring = std::vector<uint8_t>;
 Ring MakeRing()
 {
     // What an earlier lap or an earlier host left must never pass for a record.
-    Ring ring(kRingBytes + kRecordBytes, 0xEE);
+    Ring ring(kRingBytes, 0xEE);
     DataInfo stale{};
     stale.AVDataCheck = kRecordMagic;
     stale.SerialNumber = 1;
@@ -132,8 +132,9 @@ TEST(RingWriter, LeadsAReaderThroughManyLapsWithoutLosingItsPlace)
 TEST(RingWriter, FillsTheRingToTheLastByteThatLeavesRoomForAWrapRecord)
 {
     constexpr uint32_t kFirst = 1200;
-    // Three headers and the one that must fit behind the last record.
-    constexpr uint32_t kMost = kRingBytes - 4 * kRecordBytes - 2 * kFirst;
+    // Three headers, and behind the last record another one and the first eight bytes of a payload.
+    constexpr uint32_t kRoom = kRecordBytes + 8;
+    constexpr uint32_t kMost = kRingBytes - 3 * kRecordBytes - kRoom - 2 * kFirst;
     for (const uint32_t last : {kMost, kMost + 1}) {
         SCOPED_TRACE(last);
         Ring ring = MakeRing();
@@ -144,7 +145,7 @@ TEST(RingWriter, FillsTheRingToTheLastByteThatLeavesRoomForAWrapRecord)
             ASSERT_EQ(reader.Look(), ModelReader::kFrame);
         }
         EXPECT_EQ(reader.wraps, last == kMost ? 0 : 1);
-        EXPECT_EQ(reader.place, last == kMost ? kRingBytes - kRecordBytes : kRecordBytes + last);
+        EXPECT_EQ(reader.place, last == kMost ? kRingBytes - kRoom : kRecordBytes + last);
         EXPECT_EQ(reader.Look(), ModelReader::kUnfinished);
     }
 }
