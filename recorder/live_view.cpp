@@ -11,7 +11,7 @@ constexpr milliseconds kStopTimeout{2'000};
 
 // Key frames may be rare at low frame rates: while other frames arrive, the first one is waited for this
 // many times as long as a silent stream.
-constexpr int kKeyFramePatience = 6;
+constexpr int kKeyFramePatience = 4;
 
 // Reads from one connection before the others and the keepalive get their turn.
 constexpr int kReadsPerPass = 16;
@@ -45,6 +45,10 @@ void LiveView::Stop()
 
 void LiveView::Pass(TimePoint until, std::span<pollfd> others, const FrameSink& sink)
 {
+    // What arrived together with the claim's answer lies in the connection already; poll() knows nothing of
+    // it.
+    for (size_t i = 0; i < feeds_.size(); i++)
+        TakeMessages(i, sink);
     polled_.assign(others.begin(), others.end());
     for (const Feed& feed : feeds_)
         polled_.push_back({feed.connection.fd(), POLLIN, 0});
@@ -65,20 +69,23 @@ void LiveView::Pass(TimePoint until, std::span<pollfd> others, const FrameSink& 
 
 void LiveView::ReceiveFrom(size_t index, const FrameSink& sink)
 {
+    for (int reads = 0; reads < kReadsPerPass && feeds_[index].connection.ReadMore(); reads++)
+        TakeMessages(index, sink);
+}
+
+void LiveView::TakeMessages(size_t index, const FrameSink& sink)
+{
     Feed& feed = feeds_[index];
-    for (int reads = 0; reads < kReadsPerPass && feed.connection.ReadMore(); reads++) {
-        const TimePoint now = Clock::now();
-        while (const auto message = feed.connection.NextMessage()) {
-            const MessageHeader& header = message->header;
-            if (header.usMessageId == kAlarmInfo) // numbered by the same counter
-                feed.assembler.Skip(header.ulSeqNum);
-            if (header.usMessageId != kMediaData)
-                continue;
-            feed.lastMedia = now;
-            feed.hasMedia = true;
-            const auto frame = feed.assembler.Add(header.ulSeqNum, message->body);
-            if (!frame)
-                continue;
+    const TimePoint now = Clock::now();
+    while (const auto message = feed.connection.NextMessage()) {
+        const MessageHeader& header = message->header;
+        if (header.usMessageId == kAlarmInfo) // numbered by the same counter
+            feed.assembler.Skip(header.ulSeqNum);
+        if (header.usMessageId != kMediaData)
+            continue;
+        feed.lastMedia = now;
+        feed.hasMedia = true;
+        if (const auto frame = feed.assembler.Add(header.ulSeqNum, message->body)) {
             Count(feed, *frame, now);
             sink(index, *frame, now);
         }

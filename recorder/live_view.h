@@ -58,6 +58,7 @@ class LiveView {
         bool hasMedia = false;
     };
     void ReceiveFrom(size_t index, const FrameSink& sink);
+    void TakeMessages(size_t index, const FrameSink& sink);
     void Count(Feed& feed, const Frame& frame, TimePoint arrival);
     void CheckSilence() const;
     [[nodiscard]] TimePoint silenceLimit() const;

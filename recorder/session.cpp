@@ -185,9 +185,10 @@ void Session::KeepAlive()
 
 void Session::Receive()
 {
-    while (command_.ReadMore())
+    do // a request that waited for its answer may have read more than that
         while (const auto message = command_.NextMessage())
             Note(*message);
+    while (command_.ReadMore());
 }
 
 void Session::WaitForKeepalive(TimePoint deadline)
