@@ -208,7 +208,8 @@ Message Connection::Receive(TimePoint deadline)
         if (auto message = NextMessage())
             return *message;
         const short events = static_cast<short>(POLLIN | (hasUnsent() ? POLLOUT : 0));
-        if (!WaitFor(fd(), events, deadline))
+        // Asked before the wait: a peer that never stops sending other messages runs into the limit too.
+        if (Clock::now() >= deadline || !WaitFor(fd(), events, deadline))
             throw Failure(kExitTimedOut, name_ + ": timed out while waiting for an answer");
         Flush();
         ReadMore();

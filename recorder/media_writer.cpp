@@ -56,6 +56,7 @@ void MediaWriter::Write(StoredFrame frame)
     if (!kind_)
         return WriteRaw(frame);
     if (frame.kind == kKeyFrame) {
+        hasKeyFrame_ = true;
         auto format = ReadVideoFormat(frame.header, frame.payload);
         if (format && format_ && *format != *format_)
             FinishContainer();
@@ -124,9 +125,11 @@ void MediaWriter::FinishContainer()
 
 void MediaWriter::Close()
 {
-    if (kind_)
-        FinishContainer();
-    else if (raw_)
+    FinishContainer();
+    if (raw_)
         if (const int error = raw_->Close())
             raw_->ThrowError(error);
+    if (files_.empty() && hasKeyFrame_)
+        throw Failure(kExitLocal,
+                      "cannot write " + path_ + ": the camera's key frames tell no codec or size");
 }

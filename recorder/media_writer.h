@@ -45,6 +45,7 @@ class MediaWriter {
     std::optional<VideoFormat> format_; // of the current file
     std::vector<StoredFrame> held_;     // until it is known whether there is audio
     std::unique_ptr<Container> container_;
+    bool hasKeyFrame_ = false; // one came, whether or not it could be read
     StampSmoother videoStamps_;
     StampSmoother audioStamps_;
     TimePoint origin_; // arrival of the file's first key frame

@@ -38,8 +38,8 @@ void Take(Recording& recording, size_t stream, const Frame& frame, TimePoint arr
 std::vector<pollfd> EndingFds(const Recording& recording)
 {
     std::vector<pollfd> fds;
-    if (recording.options.stopFd >= 0)
-        fds.push_back({recording.options.stopFd, POLLIN, 0});
+    if (recording.options.openStopFd)
+        fds.push_back({recording.options.openStopFd(), POLLIN, 0});
     for (const Track& track : recording.tracks)
         if (track.queue != nullptr)
             fds.push_back({track.queue->failedFd(), POLLIN, 0});

@@ -22,7 +22,9 @@ struct RecordingOptions {
     milliseconds timeout{10'000};
     std::vector<RecordingStream> streams;
     std::optional<milliseconds> duration; // counted from the first picture
-    int stopFd = -1;                      // readable when the recording shall end
+    // Called when the session stands: returns a descriptor that becomes readable when the recording shall
+    // end. Until then there is nothing to end well, and signals may end the process as ever.
+    std::function<int()> openStopFd;
 };
 
 struct StreamSummary {

@@ -19,6 +19,7 @@ constexpr Stream kStreams[] = {
 constexpr int kResultOk = 100;
 constexpr int kDefaultAliveInterval = 20; // seconds, when the camera names none that can be meant
 constexpr int kMaxAliveInterval = 3600;
+constexpr int kReadsPerPass = 16; // before a poll loop serves its other connections
 
 // A reply's id is its request's plus one, but for these.
 constexpr struct {
@@ -185,10 +186,13 @@ void Session::KeepAlive()
 
 void Session::Receive()
 {
-    do // a request that waited for its answer may have read more than that
+    // Begins with what lies there: a request that waited for its answer may have read more than that.
+    for (int reads = 0; reads < kReadsPerPass; reads++) {
         while (const auto message = command_.NextMessage())
             Note(*message);
-    while (command_.ReadMore());
+        if (!command_.ReadMore())
+            return;
+    }
 }
 
 void Session::WaitForKeepalive(TimePoint deadline)

@@ -3,5 +3,5 @@
 
 // From here on the first SIGINT or SIGTERM makes the returned descriptor readable; the second one ends the
 // process at once, for users who will not wait. Call once. Returns -1 when the system has no descriptor
-// left: signals then end the process as ever.
+// left; poll() passes over it, and signals end the process as ever.
 int CatchStopSignals();

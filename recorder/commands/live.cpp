@@ -1,4 +1,5 @@
 #include <CLI/Option.hpp>
+#include <sys/ioctl.h>
 #include <unistd.h>
 
 #include <algorithm>
@@ -46,6 +47,15 @@ bool WritesToStandardOutput(const RecordingOptions& options)
     return std::ranges::any_of(options.streams, [](const auto& stream) { return stream.output == "-"; });
 }
 
+// A longer line would wrap, and the return to its start would miss.
+std::string CutToTerminal(std::string line)
+{
+    winsize size{};
+    if (ioctl(STDERR_FILENO, TIOCGWINSZ, &size) == 0 && size.ws_col > 1 && line.size() >= size.ws_col)
+        line.resize(size.ws_col - 1U);
+    return line;
+}
+
 bool HasPicture(const RecordingSummary& summary)
 {
     return std::ranges::any_of(summary.streams, [](const auto& stream) { return stream.stats.frames() > 0; });
@@ -59,7 +69,7 @@ RecordingSummary RecordWithProgress(const RecordingOptions& options)
         if (!onTerminal)
             return;
         // Back to the line's start, and the rest of a longer line before this one is cleared.
-        fprintf(stderr, "\r%s\033[K", ProgressLine(options, view, Clock::now()).c_str());
+        fprintf(stderr, "\r%s\033[K", CutToTerminal(ProgressLine(options, view, Clock::now())).c_str());
         shown = true;
     });
     if (shown)
@@ -75,7 +85,7 @@ int RunLive(const LiveOptions& live, const CommonOptions& common)
     options.streams = ChooseStreams(live);
     if (live.durationSeconds > 0)
         options.duration = milliseconds(static_cast<int64_t>(live.durationSeconds * 1000));
-    options.stopFd = CatchStopSignals();
+    options.openStopFd = CatchStopSignals;
     const RecordingSummary summary = RecordWithProgress(options);
     FILE* out = WritesToStandardOutput(options) ? stderr : stdout;
     if (common.json)

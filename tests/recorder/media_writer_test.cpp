@@ -167,6 +167,15 @@ TEST(MediaWriter, SaysWhatItCannotWrite)
     }
 }
 
+TEST(MediaWriter, SaysThatKeyFramesCannotBeRead)
+{
+    const TempFolder folder;
+    Feeder feeder(folder.File("clip.mkv"));
+    feeder.Play(AV_CODEC_ID_H264, {{true, "no NAL"}, {false, "nor here"}, {true, ""}}, true);
+    EXPECT_THROW(feeder.writer().Close(), Failure);
+    EXPECT_EQ(ReadFile(folder.File("clip.mkv")), "");
+}
+
 TEST(Alaw, DecodesToTheLevelsOfTheLine)
 {
     const struct {

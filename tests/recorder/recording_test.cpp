@@ -173,7 +173,7 @@ TEST(Recording, RecordsTwoStreamsUntilItIsStopped)
                            media, media});
         RecordingOptions options = Options(camera.port(), {{&FindStream("main"), folder.File("main.mkv")},
                                                            {&FindStream("extra"), folder.File("extra.mkv")}});
-        options.stopFd = stop.fd();
+        options.openStopFd = [&stop] { return stop.fd(); };
         const RecordingSummary summary = Record(options, [&](const LiveView& view) {
             if (view.stats(0).audioFrames == 10 && view.stats(1).audioFrames == 10)
                 stop.Set();

@@ -64,6 +64,18 @@ TEST(Session, TakesTheAnswerThatMatchesAndNoOther)
     }
 }
 
+TEST(Session, DoesNotWaitForEverWhileOtherMessagesCome)
+{
+    FakeCamera camera({[](Peer& peer) {
+        peer.Read();
+        for (uint32_t i = 0; peer.Send(Wire(1504, 0, i, Bytes(1000, ' '))); i++) {
+        }
+    }});
+    Session session({"127.0.0.1", camera.port()}, milliseconds(1'000));
+    EXPECT_THROW(session.Request(1042, "{}"), Failure);
+    EXPECT_GT(session.alarms(), 0U);
+}
+
 TEST(Session, JudgesTheResultOfALogin)
 {
     const struct {
