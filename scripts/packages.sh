@@ -5,7 +5,6 @@ build_packages=(g++ cmake ninja-build pkg-config libcjson-dev libcli11-dev libav
     libavcodec-dev libavutil-dev libswscale-dev libswresample-dev)
 test_packages=(libgtest-dev)
 run_packages=(ffmpeg iproute2 util-linux)
-bench_packages=(libbenchmark-dev)
 lint_packages=(clang-14 clang-format-14 clang-tidy-14 shellcheck)
 
 # Installs the packages that are missing: at once as root or in CI, otherwise after asking.
