@@ -30,25 +30,18 @@ struct Service {
 
 constexpr ServiceSwitch kNone = {0, 0};
 
+using enum Sends;
+using namespace block;
+
 // In the order in which all services are listed.
 constexpr Service kServices[] = {
-    {ARG_AGREEMENT_RTSP, Sends::kPortOrSwitch, 4102, block::kRtspPort, kNone, {block::kRtspEncryption, 4107}},
-    {ARG_AGREEMENT_OST, Sends::kAll, 4388, block::kOstraPort, {block::kOstraEnable, 4387}, kNone},
-    {ARG_AGREEMENT_ONVIF,
-     Sends::kAll,
-     4103,
-     block::kOnvifPort,
-     {block::kOnvifAuth, 4399},
-     {block::kOnvifEnable, 4391}},
-    {ARG_AGREEMENT_HTTP, Sends::kAll, 4101, block::kHttpPort, kNone, kNone},
-    {ARG_AGREEMENT_HTTPS, Sends::kAll, 4104, block::kHttpsPort, kNone, kNone},
-    {ARG_AGREEMENT_VLM, Sends::kAll, 4390, block::kVelmoraPort, {block::kVelmoraEnable, 4389}, kNone},
-    {ARG_AGREEMENT_PALLO,
-     Sends::kPortOrSwitch,
-     4108,
-     block::kPalloPort,
-     {block::kPalloEncryption, 4109},
-     kNone},
+    {ARG_AGREEMENT_RTSP, kPortOrSwitch, 4102, kRtspPort, kNone, {kRtspEncryption, 4107}},
+    {ARG_AGREEMENT_OST, kAll, 4388, kOstraPort, {kOstraEnable, 4387}, kNone},
+    {ARG_AGREEMENT_ONVIF, kAll, 4103, kOnvifPort, {kOnvifAuth, 4399}, {kOnvifEnable, 4391}},
+    {ARG_AGREEMENT_HTTP, kAll, 4101, kHttpPort, kNone, kNone},
+    {ARG_AGREEMENT_HTTPS, kAll, 4104, kHttpsPort, kNone, kNone},
+    {ARG_AGREEMENT_VLM, kAll, 4390, kVelmoraPort, {kVelmoraEnable, 4389}, kNone},
+    {ARG_AGREEMENT_PALLO, kPortOrSwitch, 4108, kPalloPort, {kPalloEncryption, 4109}, kNone},
 };
 
 const Service* FindService(uint8_t type)
@@ -82,8 +75,8 @@ void SendSwitch(const ServiceSwitch& row, const uint8_t& value)
 
 void SendEntry(const Service& service, const AgreementEntry& entry)
 {
-    const bool sendsPort = service.sends == Sends::kAll || entry.usPort != 0;
-    const bool sendsSwitches = service.sends == Sends::kAll || entry.usPort == 0;
+    const bool sendsPort = service.sends == kAll || entry.usPort != 0;
+    const bool sendsSwitches = service.sends == kAll || entry.usPort == 0;
     if (sendsSwitches)
         SendSwitch(service.switch6, entry.ucSwitch6);
     if (sendsPort)

@@ -17,15 +17,15 @@ constexpr int kLogFileSemaphoreMode = 0666;
 // The kinds of process that use the camera layer and their numbers in the parameter exchange.
 struct ProcessKind {
     uint32_t ulKind;
-    const char* name; // logged; the peer-to-peer service has none
     int iProcessId;
+    const char* name; // logged; the peer-to-peer service has none
 };
 
 constexpr ProcessKind kProcessKinds[] = {
-    {1, "PROCESS_WEBHOST", 2},     {2, "PROCESS_SEEKHOST", 4}, {3, nullptr, 3},
-    {4, "PROCESS_OSTRASERVER", 6}, {5, "PROCESS_VELMORA", 7},  {6, "PROCESS_RECHOST", 5},
+    {1, 2, "PROCESS_WEBHOST"},     {2, 4, "PROCESS_SEEKHOST"}, {3, 3, nullptr},
+    {4, 6, "PROCESS_OSTRASERVER"}, {5, 7, "PROCESS_VELMORA"},  {6, 5, "PROCESS_RECHOST"},
 };
-constexpr ProcessKind kOtherProcess = {0, nullptr, 12};
+constexpr ProcessKind kOtherProcess = {0, 12, nullptr};
 
 const ProcessKind& FindProcessKind(uint32_t kind)
 {
