@@ -32,7 +32,7 @@ void LogRequest(const char* handler, int line)
 std::string_view RequestBody(const uint8_t* request, int requestLen)
 {
     if (requestLen <= static_cast<int>(kHeaderBytes))
-        return {};
+        return ""; // not null: it is copied and printed like any other
     const char* const body = reinterpret_cast<const char*>(request) + kHeaderBytes;
     return {body, strnlen(body, static_cast<size_t>(requestLen) - kHeaderBytes)};
 }
