@@ -1,5 +1,6 @@
 #include "protocol/request.h"
 
+#include <algorithm>
 #include <cstdio>
 #include <cstring>
 
@@ -32,7 +33,7 @@ void LogRequest(const char* handler, int line)
 std::string_view RequestBody(const uint8_t* request, int requestLen)
 {
     if (requestLen <= static_cast<int>(kHeaderBytes))
-        return {};
+        return ""; // not null: it is copied and printed like any other
     const char* const body = reinterpret_cast<const char*>(request) + kHeaderBytes;
     return {body, strnlen(body, static_cast<size_t>(requestLen) - kHeaderBytes)};
 }
@@ -81,7 +82,7 @@ int WriteReply(const MessageHeader& header, std::span<const JsonMember> members,
     MessageHeader complete = header;
     complete.ulBodyLength = static_cast<uint32_t>(bodyBytes);
     WriteHeader(reply, complete);
-    memcpy(reply + kHeaderBytes, text, bodyBytes);
+    std::copy_n(text, bodyBytes, reply + kHeaderBytes); // without its zero, which does not travel
     *replyLen = static_cast<int>(kHeaderBytes + bodyBytes);
     return 0;
 }
