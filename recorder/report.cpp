@@ -30,7 +30,7 @@ double KilobitRate(uint64_t bytes, double seconds)
     return seconds > 0 ? static_cast<double>(bytes) * 8 / 1000 / seconds : 0;
 }
 
-// One decimal place less than nobody needs, and JSON that a person can read.
+// Three decimal places: more would be noise, and a person may read the JSON too.
 double Rounded(double value)
 {
     return std::round(value * 1000) / 1000;
@@ -102,7 +102,7 @@ std::string ProgressLine(const RecordingOptions& options, const LiveView& view, 
         const StreamStats& stats = view.stats(i);
         const double seconds =
             stats.frames() == 0 ? 0 : std::chrono::duration<double>(now - stats.firstPicture).count();
-        line += Format("%s%s %5.1f s %6" PRIu64 " frames %5.1f fps %6.0f kbit/s %" PRIu64 " gaps",
+        line += Format("%s%s %.1f s %" PRIu64 " frames %.1f fps %.0f kbit/s %" PRIu64 " gaps",
                        line.empty() ? "" : " | ", options.streams[i].stream->option, seconds, stats.frames(),
                        FrameRate(stats), KilobitRate(stats.bytes, seconds), view.counters(i).gaps);
     }

@@ -104,12 +104,10 @@ CommandRun AddLive(CLI::App& app, const CommonOptions& common)
     const auto options = std::make_shared<LiveOptions>();
     app.add_option("--stream", options->streams,
                    "main (default), extra, extra1, extra2, or both for main and extra; may be repeated")
-        ->expected(1)
-        ->take_all();
+        ->allow_extra_args(false); // one name each: what follows may be the host
     app.add_option("-o,--output", options->outputs,
                    "File for each stream in turn: .mkv, .mp4, else bare video; - for standard output")
-        ->expected(1)
-        ->take_all();
+        ->allow_extra_args(false);
     app.add_option("--duration", options->durationSeconds,
                    "Seconds to record, from the first picture; until stopped when left out")
         ->check(CLI::Range(0.001, 1e8));

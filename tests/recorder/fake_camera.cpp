@@ -200,7 +200,3 @@ void Event::Set()
 {
     EXPECT_EQ(eventfd_write(fd_.get(), 1), 0);
 }
-bool Event::Wait() const
-{
-    return Ready(fd_.get(), POLLIN);
-}

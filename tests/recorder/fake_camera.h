@@ -76,12 +76,11 @@ class FakeCamera {
     std::thread acceptor_;
 };
 
-// Sets itself once; waited for with a limit, so that a test fails rather than hangs.
+// A descriptor that becomes readable when Set() is called.
 class Event {
   public:
     Event();
     void Set();
-    bool Wait() const;
     [[nodiscard]] int fd() const { return fd_.get(); }
 
   private:

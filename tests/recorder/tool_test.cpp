@@ -6,6 +6,7 @@
 #include <sys/wait.h>
 
 #include <csignal>
+#include <future>
 
 #include "recorder/failure.h"
 #include "recorder/json.h"
@@ -144,8 +145,8 @@ TEST(Tool, KeepsAliveAndEndsWellOnCtrlC)
 {
     const auto clip = EncodeClip(AV_CODEC_ID_H264, 208, 120, 10, 5);
     const TempFolder folder;
-    Event started;
-    pid_t pid = -1;
+    std::promise<pid_t> tool;
+    std::future<pid_t> started = tool.get_future();
     Outcome outcome;
     {
         FakeCamera camera({[&](Peer& peer) {
@@ -153,8 +154,8 @@ TEST(Tool, KeepsAliveAndEndsWellOnCtrlC)
                                peer.Monitor();
                                int keepalives = 0;
                                peer.Serve([&] {
-                                   if (++keepalives == 2 && started.Wait())
-                                       kill(pid, SIGINT);
+                                   if (++keepalives == 2)
+                                       kill(started.get(), SIGINT);
                                });
                            },
                            [&](Peer& peer) {
@@ -165,9 +166,9 @@ TEST(Tool, KeepsAliveAndEndsWellOnCtrlC)
                                                   32768);
                                peer.AwaitClose();
                            }});
-        pid = Start(folder, {"live", "127.0.0.1:" + std::to_string(camera.port()), "-o", folder.File("c.mp4"),
-                             "--json"});
-        started.Set();
+        const pid_t pid = Start(folder, {"live", "-o", folder.File("c.mp4"),
+                                         "127.0.0.1:" + std::to_string(camera.port()), "--json"});
+        tool.set_value(pid);
         outcome = Await(folder, pid);
     }
     EXPECT_EQ(outcome.code, kExitOk) << outcome.err;
