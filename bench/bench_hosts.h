@@ -13,7 +13,7 @@
 #include "bench/frame_pattern.h"
 #include "common/sysv_ipc.h"
 
-inline constexpr uint16_t kServerPort = 34567;
+inline constexpr uint16_t kServerPort = 9000;
 
 // What lies where the next record will be, until it is published.
 enum class NextRecord {

@@ -16,7 +16,7 @@ struct DefaultNumber {
 constexpr DefaultNumber kDefaultNumbers[] = {
     {block::kHttpPort, 2, 80},         {block::kRtspPort, 2, 554},         {block::kHttpsPort, 2, 443},
     {block::kOnvifPort, 2, 8000},      {block::kOnvifEnable, 1, 1},        {block::kMobilePort, 2, 34599},
-    {block::kOstraPort, 2, 9988},      {block::kPalloPort, 2, 9989},       {block::kVelmoraPort, 2, 34567},
+    {block::kOstraPort, 2, 9988},      {block::kPalloPort, 2, 9989},       {block::kVelmoraPort, 2, 9000},
     {block::kVelmoraEnable, 1, 1},     {block::kTimeZone, 1, 24},  // UTC
     {block::kNtpInterval, 4, 3600},    {block::kStreamMode, 1, 1}, // two streams
     {block::kMotionSensitivity, 1, 3}, {block::kAudioEnable, 1, 1},        {block::kAudioEncoding, 1, 1},

@@ -18,7 +18,7 @@
 #include "protocol/message.h"
 #include "recorder/deadline.h"
 
-inline constexpr uint16_t kDefaultPort = 34567;
+inline constexpr uint16_t kDefaultPort = 9000;
 
 struct HostPort {
     std::string host;

@@ -32,7 +32,7 @@ constexpr char kFooter[] =
 
 void AddCommonOptions(CLI::App& app, CommonOptions& common)
 {
-    app.add_option("HOST", common.host, "HOST[:PORT] of the camera, port 34567 when left out")->required();
+    app.add_option("HOST", common.host, "HOST[:PORT] of the camera, port 9000 when left out")->required();
     app.add_option("--timeout", common.timeoutSeconds, "Longest wait for the camera, in seconds")
         ->check(CLI::Range(0.1, 3600.0))
         ->capture_default_str();

