@@ -45,7 +45,7 @@ struct StreamBuffer {
     Mutex dataMutex{};
     Condition data{}; // a slot was filled
 
-    [[nodiscard]] uint8_t* Slot(int32_t index) const { return slots + index * slotBytes; }
+    [[nodiscard]] uint8_t* Slot(int32_t index) const { return slots + ptrdiff_t{index} * slotBytes; }
 };
 
 StreamBuffer g_streams[kLiveStreams] = {
