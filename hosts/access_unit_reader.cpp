@@ -34,7 +34,8 @@ AccessUnitReader::AccessUnitReader(const std::string& path, MediaCodec codec, si
     const AVCodecParameters* const parameters = toAnnexB_->par_out;
     if (parameters->extradata_size > 0)
         CollectParameterSets(codec, {parameters->extradata, static_cast<size_t>(parameters->extradata_size)},
-                             &sets_);
+                             &headerSets_);
+    sets_ = headerSets_;
 }
 
 // The filter may keep packets back or give several for one.
@@ -87,6 +88,7 @@ void AccessUnitReader::Rewind()
     av_bsf_flush(toAnnexB_.get());
     file_.Rewind();
     atEnd_ = false;
+    sets_ = headerSets_;
     packets_ = 0;
     started_ = false;
 }

@@ -37,6 +37,7 @@ class AccessUnitReader {
     const size_t limit_;
     LibavOwner<AVBSFContext> toAnnexB_;
     LibavOwner<AVPacket> packet_;
+    ParameterSets headerSets_; // the container's
     ParameterSets sets_;
     bool atEnd_ = false;
     int64_t packets_ = 0; // since the last rewind

@@ -1,4 +1,6 @@
 // velmora-bench-camera: the processes around Velmora_server on a camera, as one program for any Linux PC.
+#include <fcntl.h>
+#include <poll.h>
 #include <unistd.h>
 
 extern "C" {
@@ -6,7 +8,7 @@ extern "C" {
 }
 
 #include <CLI/CLI.hpp>
-#include <algorithm>
+#include <cerrno>
 #include <csignal>
 #include <cstdio>
 #include <filesystem>
@@ -98,13 +100,39 @@ Players OpenPlayers(const Options& options)
                                            kSecondBitRate)};
 }
 
+int g_signalPipe[2] = {-1, -1}; // the handler's bytes to ServeSignals
+
+void TellSignal(int number)
+{
+    const int savedErrno = errno;
+    const auto byte = static_cast<uint8_t>(number);
+    (void)!write(g_signalPipe[1], &byte, 1); // a full pipe holds enough of them
+    errno = savedErrno;
+}
+
+// From here on signals are events of the main thread. Before, they end the program at once, which is
+// harmless while nothing is shared yet.
+void CatchSignals()
+{
+    if (pipe2(g_signalPipe, O_CLOEXEC | O_NONBLOCK) < 0)
+        throw std::runtime_error("no pipe for signals");
+    struct sigaction action {};
+    action.sa_handler = TellSignal;
+    action.sa_flags = SA_RESTART;
+    for (const int number : {SIGINT, SIGTERM, SIGUSR1})
+        sigaction(number, &action, nullptr);
+}
+
 // Until the program is asked to end.
-void ServeSignals(const sigset_t& signals, MediaHost* media)
+void ServeSignals(MediaHost* media)
 {
     bool paused = false;
     for (;;) {
-        int number = 0;
-        sigwait(&signals, &number);
+        pollfd readable{.fd = g_signalPipe[0], .events = POLLIN, .revents = 0};
+        poll(&readable, 1, -1);
+        uint8_t number = 0;
+        if (read(g_signalPipe[0], &number, 1) != 1)
+            continue;
         if (number != SIGUSR1)
             return;
         paused = !paused;
@@ -112,9 +140,10 @@ void ServeSignals(const sigset_t& signals, MediaHost* media)
     }
 }
 
-void RunCamera(const Options& options, const sigset_t& signals)
+void RunCamera(const Options& options)
 {
     Players players = OpenPlayers(options);
+    CatchSignals();
     if (options.purge)
         Purge();
     std::optional<ServerRunner> server;
@@ -141,7 +170,7 @@ void RunCamera(const Options& options, const sigset_t& signals)
     if (server)
         server->Start();
 
-    ServeSignals(signals, &media);
+    ServeSignals(&media);
     if (server)
         server->Stop();
     keeper.Stop();
@@ -159,12 +188,6 @@ int main(int argc, char** argv)
 {
     LogInit("velmora-bench-camera", 3);
     av_log_set_level(AV_LOG_FATAL); // what concerns the user comes as an error of ours
-    // Blocked before any thread exists, so that only ServeSignals gets them.
-    sigset_t signals;
-    sigemptyset(&signals);
-    for (const int number : {SIGINT, SIGTERM, SIGUSR1})
-        sigaddset(&signals, number);
-    pthread_sigmask(SIG_BLOCK, &signals, nullptr);
     signal(SIGPIPE, SIG_IGN);
 
     Options options;
@@ -173,7 +196,7 @@ int main(int argc, char** argv)
     CLI11_PARSE(app, argc, argv);
     try {
         CompleteOptions(&options);
-        RunCamera(options, signals);
+        RunCamera(options);
     } catch (const std::exception& error) {
         fprintf(stderr, "velmora-bench-camera: %s\n", error.what());
         return 1;

@@ -13,7 +13,6 @@
 namespace {
 
 constexpr char kUsersMember[] = "users"; // the list of users as it lies in the block
-constexpr uint32_t kTourField = 4335;
 constexpr uint32_t kTourChannels = 2;
 
 uint32_t LoadNumber(std::span<const uint8_t> value)
@@ -161,8 +160,8 @@ int32_t ParameterStore::ApplyNumber(const FieldPlace& place, std::span<const uin
 
 int32_t ParameterStore::ApplyText(const FieldPlace& place, std::span<const uint8_t> value)
 {
-    const auto* const chars = reinterpret_cast<const char*>(value.data());
-    const std::string text(chars, strnlen(chars, std::min<size_t>(value.size(), place.ucBlockBytes - 1U)));
+    const auto room = value.first(std::min<size_t>(value.size(), place.ucBlockBytes - 1U));
+    const std::string text(room.begin(), std::find(room.begin(), room.end(), 0));
     memset(block_ + place.block, 0, place.ucBlockBytes);
     memcpy(block_ + place.block, text.data(), text.size());
     LogInfo("parameter %u (%s) = \"%s\"\n", place.ulField, place.name, text.c_str());

@@ -22,6 +22,8 @@ constexpr std::chrono::seconds kGrace = 2s;
 // In the child, between fork and exec: nothing here allocates or takes a lock.
 [[noreturn]] void Become(char* const* arguments, pid_t parent)
 {
+    for (const int number : {SIGINT, SIGTERM, SIGUSR1, SIGPIPE})
+        signal(number, SIG_DFL);
     sigset_t none;
     sigemptyset(&none);
     sigprocmask(SIG_SETMASK, &none, nullptr);
@@ -38,9 +40,15 @@ pid_t Spawn(const std::vector<std::string>& command)
         arguments.push_back(const_cast<char*>(argument.c_str()));
     arguments.push_back(nullptr);
     const pid_t parent = getpid();
+    // No signal reaches the child while it still has this program's handlers.
+    sigset_t all;
+    sigset_t before;
+    sigfillset(&all);
+    pthread_sigmask(SIG_BLOCK, &all, &before);
     const pid_t pid = fork();
     if (pid == 0)
         Become(arguments.data(), parent);
+    pthread_sigmask(SIG_SETMASK, &before, nullptr);
     return pid;
 }
 

@@ -72,8 +72,10 @@ TEST_F(ParameterHostTest, AnswersEveryCodeOnce)
             const FieldPlace* const place = FindFieldPlace(field == kTimeModeAgain ? kTimeMode : field);
             const size_t width = place == nullptr ? 3 : place->usWidth;
             std::vector<uint8_t> value(width, 1);
-            if (field == kFieldDeleteUser || field == kFieldChangeUser || field == kFieldCreateUser)
-                memcpy(value.data(), field == kFieldCreateUser ? "eve" : "admin", 6);
+            if (place != nullptr && place->kind == FieldKind::kAccount) {
+                const std::string name = field == kFieldCreateUser ? "eve" : "admin";
+                std::copy_n(name.c_str(), name.size() + 1, value.begin());
+            }
             const bool largerThanTheBlockHolds = place != nullptr && place->block != kNoBlockPlace &&
                                                  place->ucBlockBytes < width &&
                                                  place->kind == FieldKind::kNumber;
