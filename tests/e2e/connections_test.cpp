@@ -1,7 +1,5 @@
 // The sixteen places for connections, who loses one, and that nothing is left of those who came and went.
 
-#include <set>
-
 #include "tests/e2e/harness/camera_test.h"
 
 namespace {
@@ -37,6 +35,8 @@ TEST_F(Connections, NothingIsLeftOfThoseWhoCameAndWent)
 {
     ProtocolClient stays;
     stays.Login();
+    media->WaitForQueries(kQueryStart, kMainStream, 1); // by now all of the server's threads run
+    media->WaitForQueries(kQueryStart, kSecondStream, 1);
     const size_t descriptors = server->CountDescriptors();
     const size_t threads = server->CountThreads();
     for (int round = 0; round < 20; round++) {
@@ -101,10 +101,9 @@ TEST_F(Idle, ASilentMediaConnectionEndsItsSession)
     ProtocolClient other;
     other.Login();
     ProtocolClient command;
-    ProtocolClient claimed;
-    claimed.session = command.Login();
+    command.Login();
     const auto begin = Clock::now();
-    MediaReader reader(std::move(claimed), "Main");
+    MediaReader reader(command.session, "Main");
     ExpectIdledOut(reader.client, begin, [&] {
         command.Ask(kKeepaliveReq);
         other.Ask(kKeepaliveReq);
@@ -135,9 +134,7 @@ TEST_F(Idle, KeepalivesAndVideoKeepASession)
 TEST_F(Connections, WhatIsSentToAClaimedConnectionIsDropped)
 {
     ProtocolClient command;
-    ProtocolClient claimed;
-    claimed.session = command.Login();
-    MediaReader reader(std::move(claimed), "Main");
+    MediaReader reader(command.Login(), "Main");
     for (const std::string& bytes : {reader.client.Request(kKeepaliveReq), reader.client.Request(9999, "x"),
                                      std::string(30000, '\xFF'), std::string("\xFF\1\0\0", 4)}) {
         reader.client.SendBytes(bytes);

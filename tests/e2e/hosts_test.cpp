@@ -39,11 +39,6 @@ TEST_F(Hosts, WithoutAParameterHostThePortIsTheArguments)
     const ShmAttachment block(id);
     const std::string_view bytes(reinterpret_cast<const char*>(block.get()), kSysConfigBytes);
     EXPECT_EQ(bytes.find_first_not_of('\0'), bytes.npos);
-    parameters.emplace();
-    MediaReader reader(std::move(client), "Main"); // with the sizes of the host that came
-    ProtocolClient command(9000);
-    command.Login();
-    EXPECT_EQ(command.session, 2U);
 }
 
 TEST_F(Hosts, WithoutAPortThereIsNoListener)
@@ -80,57 +75,50 @@ TEST_F(Hosts, AnswersToAnEarlierLifeAreDrained)
 TEST_F(Hosts, TheClientTypeIsTheArguments)
 {
     StartServer({"-T", "16"});
-    media->WaitForQueries(kQueryStart, kSecondStream, 1);
-    EXPECT_EQ(media->lastClientType(), 16U);
-    ExpectLiveView();
+    server->WaitForLog(": MsgAVType = 16 VideoIndex = 1\n");
+    ExpectLiveView(); // the answers go to that type
 }
 
 TEST_F(Hosts, WithAClientTypeThatDoesNotExistNothingIsRead)
 {
-    StartServer({"-t", "17"});
-    server->WaitForLog("MsgAVType 17 is out of range!\n", 2);
-    server->WaitForLog("AVStreamGetAVDataThread 17 1 exit!\n");
-    ProtocolClient client;
-    EXPECT_EQ(client.Login(), 1U);
-    EXPECT_EQ(media->CountQueries(kQueryStart, kMainStream), 0);
+    for (const char* type : {"1", "17", "-1", "2147483647", "-2147483648", "99999999999999999999", "ten"}) {
+        SCOPED_TRACE(type);
+        StartServer({"-t", type});
+        server->WaitForLog("StartAVStream", 2);
+        ProtocolClient client;
+        EXPECT_EQ(client.Login(), 1U);
+        EXPECT_EQ(media->CountQueries(kQueryStart, kMainStream), 0);
+        server->ExpectHealthy();
+        server.reset();
+    }
 }
 
-TEST_F(Hosts, WrongStartPositionsAreAskedForAgain)
+TEST_F(Hosts, TheReaderFindsItsStartWhateverIsAnswered)
 {
-    media->Script(kQueryStart, {{.position = 0xFFFFFFFF},
-                                {.position = 0x80000000},
-                                {.position = 0x400001},
-                                {.position = 0x7FFFFFFF},
-                                {.position = 0x400000},
-                                {.position = 0x3FFFFF}});
-    StartServer();
-    media->WaitForQueries(kQueryStart, kMainStream, 6);
-    ExpectLiveView();
-}
-
-TEST_F(Hosts, AnswersToOtherQueriesAreNotTaken)
-{
-    // What they name, offset 64, is no record: the reader would lose its place.
-    media->Script(kQueryStart, {{.foreignFirst = true}});
-    StartServer();
-    ExpectLiveView();
-}
-
-TEST_F(Hosts, AHostThatDoesNotRepeatTheQueryIsBelieved)
-{
-    media->Script(kQueryStart, {{.withoutNaming = true}});
-    media->Script(kQueryKeyFrame, std::vector<Answer>(1000, {.withoutNaming = true}));
-    StartServer();
-    ExpectLiveView();
-    ExpectLiveView();
-}
-
-TEST_F(Hosts, AQueryThatDiedWithItsHostIsAskedAgain)
-{
-    media->Script(kQueryStart, {{.silent = true}, {.silent = true}});
-    StartServer();
-    media->WaitForQueries(kQueryStart, kMainStream, 3);
-    ExpectLiveView();
+    const struct {
+        const char* name;
+        int queries; // it takes at least
+        std::vector<Answer> answers;
+    } rows[] = {
+        {"OutsideTheRing", 4, {{.position = 0xFFFFFFFF}, {.position = 0x80000000}, {.position = 0x400001}}},
+        {"AtItsEnd", 2, {{.position = 0x400000}}},
+        {"InTheLastBytesOfTheSegment", 1, {{.position = 0x3FFFFF}}},
+        {"NoRecord", 1, {{.position = 1}}},
+        {"ToAnotherQuery", 1, {{.foreignFirst = true}}},
+        {"WithoutNamingTheQuery", 1, std::vector<Answer>(1000, {.withoutNaming = true})},
+        {"NotAtAll", 3, {{.silent = true}, {.silent = true}}}, // the query died with its host
+    };
+    for (const auto& row : rows) {
+        SCOPED_TRACE(row.name);
+        media.reset();
+        media.emplace();
+        media->Script(kQueryStart, row.answers);
+        StartServer();
+        media->WaitForQueries(kQueryStart, kMainStream, row.queries);
+        ExpectLiveView();
+        server->ExpectHealthy();
+        server.reset();
+    }
 }
 
 TEST_F(Hosts, AnEncoderHostMayComeLaterThanTheServer)
@@ -147,42 +135,31 @@ TEST_F(Hosts, AnEncoderHostMayComeLaterThanTheServer)
 
 TEST_F(Hosts, AnEncoderHostMayDieAndComeBack)
 {
+    const struct {
+        const char* name;
+        bool insideAQuery;
+        uint32_t firstSerial;
+    } rows[] = {
+        {"CountsOn", false, 1'000'000}, {"InsideAQuery", true, 2'000'000}, {"CountsFromOne", false, 1}};
     StartServer();
     Watcher watcher;
-    uint32_t serial = 1;
-    for (const bool insideAQuery : {false, true, false}) {
+    for (const auto& row : rows) {
+        SCOPED_TRACE(row.name);
         auto gop = MakeGop();
         media->Publish(kMainStream, gop);
         ASSERT_NO_FATAL_FAILURE(ExpectFrames(watcher.media, gop));
-        if (insideAQuery) { // the reader asks when nothing has come for 250 ms
+        if (row.insideAQuery) { // the reader asks when nothing has come for 250 ms
             media->Script(kQueryKeyFrame, std::vector<Answer>(100, {.silent = true}));
             media->WaitForQueries(kQueryKeyFrame, kMainStream,
                                   media->CountQueries(kQueryKeyFrame, kMainStream) + 1);
         }
-        serial = media->serial(kMainStream) + 1;
         media.reset(); // queue and rings are gone
         WaitUntil("the server to miss it", [] { return msgget(kPositionQueueKey, 0) >= 0; });
-        media.emplace(serial);
+        media.emplace(row.firstSerial);
         gop = MakeGop();
         media->Publish(kMainStream, gop);
         ASSERT_NO_FATAL_FAILURE(ExpectFrames(watcher.media, gop));
     }
-}
-
-TEST_F(Hosts, AHostThatComesBackMayCountItsFramesFromOne)
-{
-    StartServer();
-    Watcher watcher;
-    auto gop = MakeGop();
-    gop[0].serial = 100'000;
-    media->Publish(kMainStream, gop);
-    ExpectFrames(watcher.media, gop);
-    media.reset();
-    WaitUntil("the server to miss it", [] { return msgget(kPositionQueueKey, 0) >= 0; });
-    media.emplace();
-    gop = MakeGop();
-    media->Publish(kMainStream, gop);
-    ExpectFrames(watcher.media, gop);
 }
 
 TEST_F(Hosts, ASegmentSmallerThanItsRingIsRefused)

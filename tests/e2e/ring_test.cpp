@@ -150,7 +150,7 @@ TEST_F(Ring, SerialNumbersTellWhatIsMissingOldOrNew)
         ASSERT_NO_FATAL_FAILURE(ExpectFrames(watcher->media, delivered));
     }
     for (const char* line : {" = 2 pos = ", " = 5 pos = ", " = 30 pos = ", " = 31 pos = "})
-        EXPECT_EQ(server->CountLog(line), 1) << line;
+        EXPECT_GE(server->CountLog(line), 1) << line;
 }
 
 TEST_F(Ring, ALostPlaceIsFollowedByTheNewestKeyFrame)
@@ -184,6 +184,7 @@ TEST_F(Ring, ALostPlaceIsFollowedByTheNewestKeyFrame)
         row.spoil(header, static_cast<int32_t>(PlaceBehind(gop) + kRecordBytes));
         ASSERT_NO_FATAL_FAILURE(PublishBefore(header, gop));
         gop = MakeGop();
+        gop[0].serial = header.SerialNumber + 2; // above that of the spoilt record
         media->PublishAt(kMainStream, elsewhere += 0x40000, gop);
         ASSERT_NO_FATAL_FAILURE(ExpectFrames(watcher->media, gop));
     }
@@ -229,18 +230,24 @@ TEST_F(Ring, WrongPositionsOfKeyFramesAreAskedForAgain)
     EXPECT_GE(media->CountQueries(kQueryKeyFrame, kMainStream), queries + 9);
 }
 
+// The reader takes at least a millisecond for each of a hundred events of which it could have one at once.
+template <typename Count> void ExpectPauses(const char* what, Count count)
+{
+    SCOPED_TRACE(what);
+    const auto begin = Clock::now();
+    const int before = count();
+    WaitUntil("a hundred events", [&] { return count() > before + 100; });
+    const int events = count() - before;
+    EXPECT_GE(Clock::now() - begin, std::chrono::milliseconds(events - 1));
+}
+
 TEST_F(Ring, NoHostMakesTheReaderSpin)
 {
-    const auto expectPauses = [](const char* what, int count, Clock::time_point begin) {
-        EXPECT_GE(Clock::now() - begin, std::chrono::milliseconds(count)) << what;
-    };
-    media->Insist(kQueryKeyFrame, 0xFFFFFFFF); // the reader asks for it when nothing comes for 250 ms
-    media->WaitForQueries(kQueryKeyFrame, kMainStream, 1);
-    const int queries = media->CountQueries(kQueryKeyFrame, kMainStream);
-    auto begin = Clock::now();
-    media->WaitForQueries(kQueryKeyFrame, kMainStream, queries + 101);
-    expectPauses("a position outside the ring", 100, begin);
-    media->Insist(kQueryKeyFrame, {});
+    media->Script(kQueryKeyFrame, std::vector<Answer>(100'000, {.position = 0xFFFFFFFF}));
+    // It asks when nothing has come for 250 ms.
+    ExpectPauses("a position outside the ring",
+                 [&] { return media->CountQueries(kQueryKeyFrame, kMainStream); });
+    media->Script(kQueryKeyFrame, {});
     PublishAndExpect(MakeGop());
 
     DataInfo wrap = NextHeader();
@@ -248,11 +255,7 @@ TEST_F(Ring, NoHostMakesTheReaderSpin)
     media->Put(kMainStream, wrap);
     media->Prepare(kMainStream, 0, {});
     media->Put(kMainStream, wrap); // at offset 0 it leads to itself
-    server->WaitForLog("Endflag == 255\n", 1);
-    const int laps = server->CountLog("Endflag == 255\n");
-    begin = Clock::now();
-    server->WaitForLog("Endflag == 255\n", laps + 101);
-    expectPauses("a wrap record that leads to itself", 100, begin);
+    ExpectPauses("a wrap record that leads to itself", [&] { return server->CountLog("Endflag == 255\n"); });
     const auto gop = MakeGop();
     media->PublishAt(kMainStream, 0, gop);
     ExpectFrames(watcher->media, gop);

@@ -8,7 +8,6 @@
 //                                  the reply awaited is that of the first
 //   NAME >raw HEX...               sends bytes
 //   NAME < ID BODY | *PART*        the next message is this reply; its header is checked to the byte
-//   NAME close                     closes the connection
 //   log "TEXT" [N]                 waits until the log holds the text (N times)
 //   nolog "TEXT"                   the log does not hold it
 //   stdout "TEXT"                  waits for standard output
@@ -39,12 +38,12 @@ std::string Expand(const std::string& text, bool quoted)
             i += 3;
         } else if (quoted && text[i] == '\\') {
             out += text[++i] == 'n' ? '\n' : text[i];
-        } else if (const size_t star = text.find('*', i), end = text.find(">>", i);
-                   text.compare(i, 2, "<<") == 0 && star < end && end != std::string::npos) {
+        } else if (text.compare(i, 2, "<<") == 0) {
+            const size_t star = text.find('*', i);
             const std::string repeated = Expand(text.substr(i + 2, star - i - 2), quoted);
             for (int times = std::stoi(text.substr(star + 1)); times > 0; times--)
                 out += repeated;
-            i = end + 1;
+            i = text.find(">>", i) + 1;
         } else {
             out += text[i];
         }
@@ -57,6 +56,69 @@ std::string Rest(std::istream& words)
     std::string rest;
     std::getline(words >> std::ws, rest);
     return rest;
+}
+
+struct Connection {
+    ProtocolClient client = ProtocolClient();
+    std::string held = {}; // bytes that wait for the next request
+    uint32_t heldSequence = 0;
+};
+
+void SendRequest(Connection& connection, std::istream& words, bool hold)
+{
+    uint16_t id = 0;
+    words >> id;
+    std::string body = Rest(words);
+    std::optional<uint32_t> announced;
+    if (body.starts_with("len=")) {
+        announced = static_cast<uint32_t>(std::stoul(body.substr(4)));
+        body.erase(0, body.find(' ') + 1);
+    }
+    const bool isFirst = connection.held.empty();
+    connection.held += connection.client.Request(id, Expand(body, false), announced);
+    if (isFirst)
+        connection.heldSequence = connection.client.sequence;
+    if (hold)
+        return;
+    connection.client.SendBytes(connection.held);
+    connection.client.sequence = connection.heldSequence;
+    connection.held.clear();
+}
+
+void SendHex(ProtocolClient& client, std::istream& words)
+{
+    std::string bytes;
+    for (unsigned byte; words >> std::hex >> byte;)
+        bytes += static_cast<char>(byte);
+    client.SendBytes(bytes);
+}
+
+void ExpectReply(ProtocolClient& client, std::istream& words)
+{
+    uint16_t id = 0;
+    words >> id;
+    const std::string expected = Rest(words);
+    const std::string body = client.ReceiveReply(id).body;
+    if (expected.starts_with('*'))
+        EXPECT_NE(body.find(expected.substr(1, expected.size() - 2)), std::string::npos) << body;
+    else
+        EXPECT_EQ(body, expected);
+}
+
+void Talk(Connection& connection, std::istream& words)
+{
+    std::string verb;
+    words >> verb;
+    if (verb == "session")
+        words >> std::setbase(0) >> connection.client.session;
+    else if (verb == ">" || verb == "+>")
+        SendRequest(connection, words, verb == "+>");
+    else if (verb == ">raw")
+        SendHex(connection.client, words);
+    else if (verb == "<")
+        ExpectReply(connection.client, words);
+    else
+        throw std::runtime_error("no such verb");
 }
 
 class Sequence : public RunningCamera {
@@ -81,19 +143,14 @@ class Sequence : public RunningCamera {
     void Play(const std::string& line)
     {
         std::istringstream words(line);
-        std::string subject, verb;
+        std::string subject;
         words >> subject;
-        if (subject == "open") {
-            words >> subject;
-            connections_.insert_or_assign(subject, Connection{ProtocolClient()});
-        } else if (subject == "log" || subject == "nolog" || subject == "stdout") {
+        if (subject == "open")
+            connections_[Rest(words)];
+        else if (subject == "log" || subject == "nolog" || subject == "stdout")
             CheckText(subject, Rest(words));
-        } else if (connections_.contains(subject)) {
-            words >> verb;
-            Talk(connections_.at(subject), verb, words);
-        } else {
-            throw std::runtime_error("no such connection or directive");
-        }
+        else
+            Talk(connections_.at(subject), words);
     }
 
     void CheckText(const std::string& kind, const std::string& rest)
@@ -109,86 +166,16 @@ class Sequence : public RunningCamera {
             EXPECT_EQ(server->CountLog(text), 0);
     }
 
-    struct Connection {
-        ProtocolClient client;
-        std::string held = {};     // bytes that wait for the next request
-        uint32_t heldSequence = 0; // of the first of them
-    };
-
-    static void Talk(Connection& connection, const std::string& verb, std::istringstream& words)
-    {
-        ProtocolClient& client = connection.client;
-        if (verb == "session")
-            words >> std::setbase(0) >> client.session;
-        else if (verb == ">" || verb == "+>")
-            Request(connection, words, verb == "+>");
-        else if (verb == ">raw")
-            SendHex(client, words);
-        else if (verb == "<")
-            ExpectReply(client, words);
-        else if (verb == "close")
-            client.Close();
-        else
-            throw std::runtime_error("no such verb");
-    }
-
-    static void Request(Connection& connection, std::istringstream& words, bool hold)
-    {
-        uint16_t id = 0;
-        words >> id;
-        std::string body = Rest(words);
-        std::optional<uint32_t> announced;
-        if (body.starts_with("len=")) {
-            announced = static_cast<uint32_t>(std::stoul(body.substr(4)));
-            body.erase(0, std::min(body.find(' '), body.size() - 1) + 1);
-        }
-        const bool isFirst = connection.held.empty();
-        connection.held += connection.client.Request(id, Expand(body, false), announced);
-        if (isFirst)
-            connection.heldSequence = connection.client.sequence;
-        if (hold)
-            return;
-        connection.client.SendBytes(connection.held);
-        connection.client.sequence = connection.heldSequence;
-        connection.held.clear();
-    }
-
-    static void SendHex(ProtocolClient& client, std::istringstream& words)
-    {
-        std::string bytes;
-        for (unsigned byte; words >> std::hex >> byte;)
-            bytes += static_cast<char>(byte);
-        client.SendBytes(bytes);
-    }
-
-    static void ExpectReply(ProtocolClient& client, std::istringstream& words)
-    {
-        uint16_t id = 0;
-        words >> id;
-        const std::string expected = Rest(words);
-        const std::string body = client.ReceiveReply(id).body;
-        if (expected.starts_with('*'))
-            EXPECT_NE(body.find(expected.substr(1, expected.size() - 2)), std::string::npos) << body;
-        else
-            EXPECT_EQ(body, expected);
-    }
-
     std::vector<Line> lines_;
     std::map<std::string, Connection> connections_;
 };
 
-std::string TestName(std::string sentence)
+void Register(const std::filesystem::path& file, std::string name, const std::vector<Line>& lines)
 {
-    for (char& c : sentence)
+    for (char& c : name)
         c = isalnum(static_cast<unsigned char>(c)) ? c : '_';
-    return sentence;
-}
-
-void Register(const std::filesystem::path& file, const std::string& name, const std::vector<Line>& lines)
-{
-    const int number = lines.empty() ? 0 : lines.front().number;
-    testing::RegisterTest(("Sequence_" + file.stem().string()).c_str(), TestName(name).c_str(), nullptr,
-                          nullptr, file.c_str(), number,
+    testing::RegisterTest(("Sequence_" + file.stem().string()).c_str(), name.c_str(), nullptr, nullptr,
+                          file.c_str(), lines.at(0).number,
                           [lines]() -> RunningCamera* { return new Sequence(lines); });
 }
 
@@ -201,16 +188,14 @@ void RegisterFile(const std::filesystem::path& file)
     for (std::string text; std::getline(in, text);) {
         number++;
         text.erase(0, text.find_first_not_of(' '));
-        if (text.empty() || text[0] == '#')
-            continue;
-        if (!text.starts_with("case ")) {
+        if (text.starts_with("case ")) {
+            if (!name.empty())
+                Register(file, name, lines);
+            name = text.substr(6, text.size() - 7);
+            lines.clear();
+        } else if (!text.empty() && text[0] != '#') {
             lines.push_back({number, text});
-            continue;
         }
-        if (!name.empty())
-            Register(file, name, lines);
-        name = text.substr(6, text.size() - 7);
-        lines.clear();
     }
     Register(file, name, lines);
 }
@@ -220,8 +205,7 @@ void RegisterFile(const std::filesystem::path& file)
 int main(int argc, char** argv)
 {
     for (const auto& entry : std::filesystem::directory_iterator(VELMORA_SEQUENCES))
-        if (entry.path().extension() == ".seq")
-            RegisterFile(entry.path());
+        RegisterFile(entry.path());
     testing::InitGoogleTest(&argc, argv);
     return RUN_ALL_TESTS();
 }

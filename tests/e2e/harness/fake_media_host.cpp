@@ -5,7 +5,6 @@
 
 #include <atomic>
 #include <cstring>
-#include <stdexcept>
 
 #include "common/little_endian.h"
 #include "tests/e2e/harness/patience.h"
@@ -25,20 +24,20 @@ DataInfo Header(uint32_t serial, uint32_t flag, size_t bytes = 0, uint32_t sourc
     return header;
 }
 
-void StoreWord(uint8_t* at, uint32_t value)
-{
-    __atomic_store_n(reinterpret_cast<uint32_t*>(at), value, __ATOMIC_RELEASE);
-}
-
 void SetFlag(uint8_t* record, uint32_t flag)
 {
-    StoreWord(record + offsetof(DataInfo, EndFlag), flag);
+    __atomic_store_n(reinterpret_cast<uint32_t*>(record + offsetof(DataInfo, EndFlag)), flag,
+                     __ATOMIC_RELEASE);
 }
 
-bool IsSyncPoint(const Frame& frame)
+// The flag is written last: until then the place keeps the flag that it had.
+void Write(uint8_t* record, DataInfo header, std::string_view payload = {})
 {
-    return frame.bytes.starts_with(kKey264) || frame.bytes.starts_with(kKey265) ||
-           frame.bytes.starts_with(kJpeg.substr(0, 2));
+    const uint32_t flag = header.EndFlag;
+    header.EndFlag = LoadLe<DataInfo>(record).EndFlag;
+    memcpy(record, &header, sizeof header);
+    payload.copy(reinterpret_cast<char*>(record) + sizeof header, payload.size());
+    SetFlag(record, flag);
 }
 
 } // namespace
@@ -53,7 +52,7 @@ FakeMediaHost::FakeMediaHost(uint32_t firstSerial) : queue_(IpcMsgInit(kPosition
             throw std::runtime_error("no ring; run in tests/sandbox.sh");
         memset(ring.memory.get(), 0, kRings[stream].ulSegmentBytes);
         ring.serial = firstSerial - 1;
-        Write(ring, 0, Header(firstSerial, kUnfinished), {});
+        Write(ring.memory.get(), Header(firstSerial, kUnfinished));
     }
     answering_ = std::thread(&FakeMediaHost::AnswerQueries, this);
 }
@@ -66,24 +65,12 @@ FakeMediaHost::~FakeMediaHost()
         shmctl(ring.id, IPC_RMID, nullptr);
 }
 
-// The flag is written last: until then the place keeps the flag that it had.
-void FakeMediaHost::Write(Ring& ring, uint32_t position, const DataInfo& header, std::string_view payload)
-{
-    uint8_t* const record = ring.memory.get() + position;
-    if (!payload.empty())
-        memcpy(record + kRecordBytes, payload.data(), payload.size());
-    memcpy(record, &header, offsetof(DataInfo, EndFlag));
-    memcpy(record + offsetof(DataInfo, TimeStamp), &header.TimeStamp,
-           sizeof header - offsetof(DataInfo, TimeStamp));
-    SetFlag(record, header.EndFlag);
-}
-
 void FakeMediaHost::Publish(uint32_t stream, const std::vector<Frame>& frames)
 {
     Ring& ring = rings_[stream];
-    uint32_t bytes = 2 * kRecordBytes; // the announced record, and room for its end
+    size_t bytes = 2 * kRecordBytes; // the announced record, and room for its end
     for (const Frame& frame : frames)
-        bytes += kRecordBytes + static_cast<uint32_t>(frame.bytes.size());
+        bytes += kRecordBytes + frame.bytes.size();
     const uint32_t from = ring.position;
     if (from + bytes <= kRings[stream].ulRingBytes)
         return PublishAt(stream, from, frames);
@@ -102,18 +89,18 @@ void FakeMediaHost::Prepare(uint32_t stream, uint32_t position, const std::vecto
 {
     Ring& ring = rings_[stream];
     // The first record has a flag that holds readers back until the rest is there.
-    const uint32_t held = At(stream, position).EndFlag == kFlagPause ? kFlagPause : kUnfinished;
+    uint32_t flag = At(stream, position).EndFlag == kFlagPause ? kFlagPause : kUnfinished;
     uint32_t at = position;
     uint32_t key = position;
     for (const Frame& frame : frames) {
         ring.serial = frame.serial != 0 ? frame.serial : ring.serial + 1;
-        Write(ring, at,
-              Header(ring.serial, at == position ? held : kFlagFrame, frame.bytes.size(), frame.source),
+        Write(ring.memory.get() + at, Header(ring.serial, flag, frame.bytes.size(), frame.source),
               frame.bytes);
-        key = IsSyncPoint(frame) ? at : key;
+        flag = kFlagFrame;
+        key = IsKeyFrame(frame) ? at : key;
         at += kRecordBytes + static_cast<uint32_t>(frame.bytes.size());
     }
-    Write(ring, at, Header(ring.serial + 1, kUnfinished), {});
+    Write(ring.memory.get() + at, Header(ring.serial + 1, kUnfinished));
     const std::lock_guard locked(lock_);
     ring.position = at;
     ring.newestKey = key;
@@ -126,10 +113,10 @@ void FakeMediaHost::Release(uint32_t stream, uint32_t position)
 
 void FakeMediaHost::Put(uint32_t stream, const DataInfo& header)
 {
-    Write(rings_[stream], rings_[stream].position, header, {});
+    Write(rings_[stream].memory.get() + rings_[stream].position, header);
 }
 
-DataInfo FakeMediaHost::At(uint32_t stream, uint32_t position)
+DataInfo FakeMediaHost::At(uint32_t stream, uint32_t position) const
 {
     std::atomic_thread_fence(std::memory_order_acquire);
     return LoadLe<DataInfo>(rings_[stream].memory.get() + position);
@@ -141,14 +128,6 @@ void FakeMediaHost::Script(uint32_t command, std::vector<Answer> answers)
     script_[command].assign(answers.begin(), answers.end());
 }
 
-void FakeMediaHost::Insist(uint32_t command, std::optional<uint32_t> position)
-{
-    const std::lock_guard locked(lock_);
-    insisted_.erase(command);
-    if (position)
-        insisted_[command] = *position;
-}
-
 int FakeMediaHost::CountQueries(uint32_t command, uint32_t stream)
 {
     const std::lock_guard locked(lock_);
@@ -157,58 +136,44 @@ int FakeMediaHost::CountQueries(uint32_t command, uint32_t stream)
 
 void FakeMediaHost::WaitForQueries(uint32_t command, uint32_t stream, int count)
 {
-    std::unique_lock locked(lock_);
-    if (!asked_.wait_until(locked, Clock::now() + Patience(), [&] {
-            return queries_[{command, stream}] >= count;
-        }))
-        throw std::runtime_error("the server does not ask for a position");
-}
-
-uint32_t FakeMediaHost::lastClientType()
-{
-    const std::lock_guard locked(lock_);
-    return lastClientType_;
+    WaitUntil("a position query", [&] { return CountQueries(command, stream) >= count; });
 }
 
 void FakeMediaHost::AnswerQueries()
 {
+    const auto send = [this](const PositionMessage& answer) {
+        msgsnd(queue_, &answer, PositionMessage::kTextBytes, 0);
+    };
     PositionMessage message{};
-    while (msgrcv(queue_, &message, PositionMessage::kTextBytes, kPositionRequestType, 0) >= 0)
-        AnswerOne(message);
+    while (msgrcv(queue_, &message, PositionMessage::kTextBytes, kPositionRequestType, 0) >= 0) {
+        const Answer answer = ChooseAnswer(message);
+        message.type = static_cast<long>(message.word[kWordClientType]);
+        if (answer.foreignFirst) {
+            PositionMessage foreign = message;
+            foreign.word[kWordStream] = kThirdStream;
+            foreign.word[kWordResult] = kRecordBytes;
+            send(foreign);
+        }
+        if (answer.withoutNaming)
+            message.word[kWordCommand] = message.word[kWordStream] = message.word[kWordClientType] = 0;
+        message.word[kWordResult] = answer.position.value_or(0);
+        if (!answer.silent)
+            send(message);
+    }
 }
 
-void FakeMediaHost::AnswerOne(PositionMessage message)
+Answer FakeMediaHost::ChooseAnswer(const PositionMessage& query)
 {
-    const uint32_t command = message.word[kWordCommand];
-    const uint32_t stream = message.word[kWordStream];
+    const uint32_t command = query.word[kWordCommand];
+    const uint32_t stream = query.word[kWordStream];
+    const std::lock_guard locked(lock_);
+    queries_[{command, stream}]++;
     Answer answer;
-    {
-        const std::lock_guard locked(lock_);
-        queries_[{command, stream}]++;
-        lastClientType_ = message.word[kWordClientType];
-        if (stream >= rings_.size())
-            return;
-        message.word[kWordResult] =
-            command == kQueryKeyFrame ? rings_[stream].newestKey : rings_[stream].position;
-        auto& script = script_[command];
-        if (stream == kMainStream && !script.empty()) {
-            answer = script.front();
-            script.pop_front();
-        } else if (stream == kMainStream && insisted_.contains(command)) {
-            answer.position = insisted_[command];
-        }
-        asked_.notify_all();
+    if (auto& script = script_[command]; stream == kMainStream && !script.empty()) {
+        answer = script.front();
+        script.pop_front();
     }
-    message.type = static_cast<long>(message.word[kWordClientType]);
-    if (answer.foreignFirst) {
-        PositionMessage foreign = message;
-        foreign.word[kWordStream] = kThirdStream;
-        foreign.word[kWordResult] = kRecordBytes;
-        msgsnd(queue_, &foreign, PositionMessage::kTextBytes, 0);
-    }
-    message.word[kWordResult] = answer.position.value_or(message.word[kWordResult]);
-    if (answer.withoutNaming)
-        message.word[kWordCommand] = message.word[kWordStream] = message.word[kWordClientType] = 0;
-    if (!answer.silent)
-        msgsnd(queue_, &message, PositionMessage::kTextBytes, 0);
+    if (!answer.position && stream < rings_.size())
+        answer.position = command == kQueryKeyFrame ? rings_[stream].newestKey : rings_[stream].position;
+    return answer;
 }

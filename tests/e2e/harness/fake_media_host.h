@@ -6,7 +6,6 @@
 #pragma once
 
 #include <array>
-#include <condition_variable>
 #include <deque>
 #include <map>
 #include <mutex>
@@ -39,18 +38,15 @@ class FakeMediaHost {
     void Release(uint32_t stream, uint32_t position);
     // Puts a header where the next record was announced, its flag last; the place stays the next one.
     void Put(uint32_t stream, const DataInfo& header);
-    DataInfo At(uint32_t stream, uint32_t position); // copy of the header there
-    uint32_t position(uint32_t stream) const { return rings_[stream].position; }
-    uint32_t serial(uint32_t stream) const { return rings_[stream].serial; }
-    uint32_t laps(uint32_t stream) const { return rings_[stream].laps; }
+    [[nodiscard]] DataInfo At(uint32_t stream, uint32_t position) const; // copy of the header there
+    [[nodiscard]] uint32_t position(uint32_t stream) const { return rings_[stream].position; }
+    [[nodiscard]] uint32_t serial(uint32_t stream) const { return rings_[stream].serial; }
+    [[nodiscard]] uint32_t laps(uint32_t stream) const { return rings_[stream].laps; }
 
     // The next answers to this command for the main stream; then honest ones follow.
     void Script(uint32_t command, std::vector<Answer> answers);
-    // Until told otherwise, every such query for the main stream gets this position.
-    void Insist(uint32_t command, std::optional<uint32_t> position);
     int CountQueries(uint32_t command, uint32_t stream);
     void WaitForQueries(uint32_t command, uint32_t stream, int count);
-    uint32_t lastClientType();
     [[nodiscard]] int queue() const { return queue_; }
 
   private:
@@ -62,17 +58,13 @@ class FakeMediaHost {
         uint32_t laps = 0;
         uint32_t newestKey = 0; // guarded by lock_
     };
-    void Write(Ring& ring, uint32_t position, const DataInfo& header, std::string_view payload);
     void AnswerQueries();
-    void AnswerOne(PositionMessage message);
+    Answer ChooseAnswer(const PositionMessage& query);
 
     std::array<Ring, 3> rings_;
     int queue_;
-    std::mutex lock_; // guards the following and the rings' newest key frames
-    std::condition_variable asked_;
+    std::mutex lock_; // guards the following
     std::map<uint32_t, std::deque<Answer>> script_;
-    std::map<uint32_t, uint32_t> insisted_;
     std::map<std::pair<uint32_t, uint32_t>, int> queries_; // by command and stream
-    uint32_t lastClientType_ = 0;
     std::thread answering_;
 };

@@ -22,6 +22,24 @@ struct Frame {
     uint32_t serial = 0; // 0: one more than the record before it
 };
 
-Frame MakeFrame(std::string_view start, size_t bytes, uint32_t serial = 0);
+inline bool IsKeyFrame(const Frame& frame)
+{
+    return frame.bytes.starts_with(kKey264) || frame.bytes.starts_with(kKey265);
+}
+
+inline Frame MakeFrame(std::string_view start, size_t bytes, uint32_t serial = 0)
+{
+    static uint32_t number = 0;
+    Frame frame{start == kAudio ? kSourceAudio : kSourceVideo, std::string(start), serial};
+    frame.bytes.reserve(bytes);
+    for (uint32_t noise = ++number; frame.bytes.size() < bytes; noise = noise * 1664525 + 1013904223)
+        frame.bytes.push_back(static_cast<char>(noise >> 24));
+    return frame;
+}
+
 // A key frame, two others and an audio frame.
-std::vector<Frame> MakeGop(size_t keyBytes = 5000);
+inline std::vector<Frame> MakeGop(size_t keyBytes = 5000)
+{
+    return {MakeFrame(kKey264, keyBytes), MakeFrame(kDelta264, 700), MakeFrame(kAudio, 320),
+            MakeFrame(kDelta264, 90)};
+}

@@ -29,13 +29,6 @@ int OpenSocket(Side side)
     return fd;
 }
 
-std::string SessionText(uint32_t session)
-{
-    char text[16];
-    snprintf(text, sizeof text, "0x%08x", session);
-    return text;
-}
-
 } // namespace
 
 ProtocolClient::ProtocolClient(uint16_t port, Side side, int receiveBuffer) : fd_(OpenSocket(side))
@@ -115,9 +108,9 @@ Message ProtocolClient::ReceiveReply(uint16_t replyId)
     EXPECT_EQ(header.ulSeqNum, sequence);
     EXPECT_EQ(header.ucReserved12[0] | header.ucReserved12[1], 0);
     EXPECT_EQ(header.usMessageId, replyId);
-    EXPECT_NE(message.body.find("\"SessionID\":\"" + SessionText(header.ulSessionId) + "\"}"),
-              std::string::npos)
-        << message.body;
+    char end[40]; // of every reply: the session of its header
+    snprintf(end, sizeof end, "\"SessionID\":\"0x%08x\"}", header.ulSessionId);
+    EXPECT_TRUE(message.body.ends_with(end)) << message.body;
     return message;
 }
 
@@ -181,8 +174,10 @@ std::string MonitorBody(std::string_view action, std::string_view stream)
            R"(","TransMode":"TCP"}}})";
 }
 
-MediaReader::MediaReader(ProtocolClient connection, std::string_view stream) : client(std::move(connection))
+MediaReader::MediaReader(uint32_t session, std::string_view stream, Side side, int receiveBuffer)
+    : client(kServerPort, side, receiveBuffer)
 {
+    client.session = session;
     client.Ask(kMonitorClaim, MonitorBody("Claim", stream));
 }
 
@@ -225,25 +220,8 @@ ReceivedFrame MediaReader::ReadFrame()
     return frame;
 }
 
-Watcher::Watcher(std::string_view stream, Side side, int receiveBuffer)
-    : command(kServerPort, side), media(
-                                      [&] {
-                                          ProtocolClient client(kServerPort, side, receiveBuffer);
-                                          client.session = command.Login();
-                                          return client;
-                                      }(),
-                                      stream)
-{
-    Monitor("Start");
-}
-
-void Watcher::Monitor(std::string_view action)
-{
-    command.Ask(kMonitorReq, MonitorBody(action, "Main"));
-}
-
 void ExpectFrames(MediaReader& reader, const std::vector<Frame>& frames)
-{
+try {
     for (size_t i = 0; i < frames.size(); i++) {
         const Frame& frame = frames[i];
         const ReceivedFrame received = reader.ReadFrame();
@@ -251,10 +229,11 @@ void ExpectFrames(MediaReader& reader, const std::vector<Frame>& frames)
         ASSERT_TRUE(received.bytes == frame.bytes)
             << "frame " << i << " of " << frames.size() << ": " << received.bytes.size()
             << " bytes instead of " << frame.bytes.size();
-        const bool isKey = frame.bytes.starts_with(kKey264) || frame.bytes.starts_with(kKey265);
         const auto kind = frame.source == kSourceAudio ? "\0\0\1\xFA"sv
-                          : isKey                      ? "\0\0\1\xFC"sv
+                          : IsKeyFrame(frame)          ? "\0\0\1\xFC"sv
                                                        : "\0\0\1\xFD"sv;
         EXPECT_TRUE(received.subHeader.starts_with(kind)) << "frame " << i;
     }
+} catch (const std::runtime_error& failure) { // here, where the caller's traces are shown
+    FAIL() << failure.what();
 }

@@ -61,7 +61,7 @@ struct ReceivedFrame {
 // numbers, which start at 0 and have no gap.
 class MediaReader {
   public:
-    MediaReader(ProtocolClient client, std::string_view stream);
+    MediaReader(uint32_t session, std::string_view stream, Side side = Side::kCamera, int receiveBuffer = 0);
     ReceivedFrame ReadFrame();
     std::string ReadMessage(); // the body of one message
     ProtocolClient client;
@@ -70,14 +70,19 @@ class MediaReader {
     uint32_t nextSequence_ = 0;
 };
 
+std::string MonitorBody(std::string_view action, std::string_view stream);
+
 // A recorder in live view: its command connection and the media connection of one stream.
 struct Watcher {
-    explicit Watcher(std::string_view stream = "Main", Side side = Side::kCamera, int receiveBuffer = 0);
-    void Monitor(std::string_view action); // "Start", "Stop"
+    explicit Watcher(std::string_view stream = "Main", Side side = Side::kCamera, int receiveBuffer = 0)
+        : command(kServerPort, side), media(command.Login(), stream, side, receiveBuffer)
+    {
+        Monitor("Start");
+    }
+    void Monitor(std::string_view action) { command.Ask(kMonitorReq, MonitorBody(action, "Main")); }
     ProtocolClient command;
     MediaReader media;
 };
 
-std::string MonitorBody(std::string_view action, std::string_view stream);
 // The next frames that arrive are exactly these.
 void ExpectFrames(MediaReader& reader, const std::vector<Frame>& frames);

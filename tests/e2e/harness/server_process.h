@@ -1,4 +1,4 @@
-// The server under test as a process: its output is collected, its death noticed.
+// The server under test as a process: what it writes is kept, its death noticed.
 //
 // The program is the one that the environment names in VELMORA_SERVER, else the one built beside the
 // tests. Waits throw when their limit is over.
@@ -6,10 +6,7 @@
 
 #include <sys/types.h>
 
-#include <condition_variable>
-#include <mutex>
 #include <string>
-#include <thread>
 #include <vector>
 
 #include "common/unique_fd.h"
@@ -22,29 +19,23 @@ class ServerProcess {
     ServerProcess& operator=(const ServerProcess&) = delete;
 
     // Waits until standard error (the log) or standard output holds the text so many times.
-    void WaitForLog(const std::string& text, int times = 1) { WaitFor(log_, text, times); }
-    void WaitForOutput(const std::string& text, int times = 1) { WaitFor(output_, text, times); }
-    int CountLog(const std::string& text);
-    std::string Log();
-    std::string Output();
+    void WaitForLog(const std::string& text, int times = 1) const { WaitFor(log_, text, times); }
+    void WaitForOutput(const std::string& text, int times = 1) const { WaitFor(output_, text, times); }
+    [[nodiscard]] int CountLog(const std::string& text) const;
+    [[nodiscard]] std::string Log() const;
 
     int WaitForExit(); // its exit status
-    size_t CountDescriptors() const;
-    size_t CountThreads() const;
+    [[nodiscard]] size_t CountDescriptors() const { return CountEntries("fd"); }
+    [[nodiscard]] size_t CountThreads() const { return CountEntries("task"); }
     // Fails the test if the server has died or a sanitizer has complained.
     void ExpectHealthy();
     [[nodiscard]] static const char* Path();
 
   private:
-    void Collect();
-    void WaitFor(const std::string& where, const std::string& text, int times);
+    static void WaitFor(const UniqueFd& where, const std::string& text, int times);
+    [[nodiscard]] size_t CountEntries(const char* directory) const;
 
-    pid_t pid_ = -1;
+    UniqueFd log_, output_; // files in memory, to which the server writes
+    pid_t pid_;
     bool reaped_ = false;
-    UniqueFd errorPipe_, outputPipe_;
-    std::mutex lock_; // guards what is collected
-    std::condition_variable grown_;
-    std::string log_, output_;
-    bool ended_ = false; // both pipes are at their end
-    std::thread collector_;
 };
