@@ -33,12 +33,14 @@ scene() { # runs inside the sandbox
 
 check_clip() { # FILE CODEC SIZE MIN_FRAMES: prints one row; fails when the clip is not what was played
     local file=$1 codec size frames errors audio
-    IFS=, read -r codec size frames < <(ffprobe -v error -select_streams v:0 -count_packets \
-        -show_entries stream=codec_name,width,height,nb_read_packets -of csv=p=0 "$file" |
+    # Every frame is decoded and counted; what the decoder says goes to standard error.
+    IFS=, read -r codec size frames < <(ffprobe -v error -select_streams v:0 -count_frames \
+        -show_entries stream=codec_name,width,height,nb_read_frames -of csv=p=0 "$file" 2> demo/decode.log |
         awk -F, '{print $1 "," $2 "x" $3 "," $4}')
     audio=$(ffprobe -v error -select_streams a:0 -show_entries stream=codec_name -of csv=p=0 "$file")
-    errors=$(ffmpeg -v error -i "$file" -f null - 2>&1 | grep -c . || true)
-    printf '%-16s %-6s %-10s %6s   %-10s %6s\n' "$file" "$codec" "$size" "$frames" "$audio" "$errors"
+    errors=$(grep -c . demo/decode.log || true)
+    printf '%-16s %-6s %-10s %6s   %-10s %6s
+' "$file" "$codec" "$size" "$frames" "$audio" "$errors"
     [ "$codec" = "$2" ] && [ "$size" = "$3" ] && [ "$frames" -ge "$4" ] && [ "$errors" -eq 0 ] && [ -n "$audio" ]
 }
 

@@ -1,0 +1,179 @@
+#include "tests/e2e/harness/fake_media_host.h"
+
+#include <sys/msg.h>
+#include <sys/shm.h>
+
+#include <atomic>
+#include <cstring>
+
+#include "common/little_endian.h"
+#include "tests/e2e/harness/patience.h"
+
+namespace {
+
+constexpr uint32_t kUnfinished = 0;
+
+DataInfo Header(uint32_t serial, uint32_t flag, size_t bytes = 0, uint32_t source = kSourceVideo)
+{
+    DataInfo header{};
+    header.AVDataCheck = kRecordMagic;
+    header.SerialNumber = serial;
+    header.AVDataLen = static_cast<int32_t>(bytes);
+    header.AVSource = source;
+    header.EndFlag = flag;
+    return header;
+}
+
+void SetFlag(uint8_t* record, uint32_t flag)
+{
+    __atomic_store_n(reinterpret_cast<uint32_t*>(record + offsetof(DataInfo, EndFlag)), flag,
+                     __ATOMIC_RELEASE);
+}
+
+// The flag is written last: until then the place keeps the flag that it had.
+void Write(uint8_t* record, DataInfo header, std::string_view payload = {})
+{
+    const uint32_t flag = header.EndFlag;
+    header.EndFlag = LoadLe<DataInfo>(record).EndFlag;
+    memcpy(record, &header, sizeof header);
+    payload.copy(reinterpret_cast<char*>(record) + sizeof header, payload.size());
+    SetFlag(record, flag);
+}
+
+} // namespace
+
+FakeMediaHost::FakeMediaHost(uint32_t firstSerial) : queue_(IpcMsgInit(kPositionQueueKey, kPositionQueueMode))
+{
+    for (uint32_t stream = 0; stream < rings_.size(); stream++) {
+        Ring& ring = rings_[stream];
+        ring.id = IpcShareMemInit(kRings[stream].key, kRings[stream].ulSegmentBytes, kRingMode);
+        ring.memory = ShmAttachment(ring.id);
+        if (!ring.memory || queue_ < 0)
+            throw std::runtime_error("no ring; run in tests/sandbox.sh");
+        memset(ring.memory.get(), 0, kRings[stream].ulSegmentBytes);
+        ring.serial = firstSerial - 1;
+        Write(ring.memory.get(), Header(firstSerial, kUnfinished));
+    }
+    answering_ = std::thread(&FakeMediaHost::AnswerQueries, this);
+}
+
+FakeMediaHost::~FakeMediaHost()
+{
+    msgctl(queue_, IPC_RMID, nullptr); // which also ends the thread
+    answering_.join();
+    for (Ring& ring : rings_)
+        shmctl(ring.id, IPC_RMID, nullptr);
+}
+
+void FakeMediaHost::Publish(uint32_t stream, const std::vector<Frame>& frames)
+{
+    Ring& ring = rings_[stream];
+    size_t bytes = 2 * kRecordBytes; // the announced record, and room for its end
+    for (const Frame& frame : frames)
+        bytes += kRecordBytes + frame.bytes.size();
+    const uint32_t from = ring.position;
+    if (from + bytes <= kRings[stream].ulRingBytes)
+        return PublishAt(stream, from, frames);
+    PublishAt(stream, 0, frames);
+    ring.laps++;
+    SetFlag(ring.memory.get() + from, kFlagWrap);
+}
+
+void FakeMediaHost::PublishAt(uint32_t stream, uint32_t position, const std::vector<Frame>& frames)
+{
+    Prepare(stream, position, frames);
+    Release(stream, position);
+}
+
+void FakeMediaHost::Prepare(uint32_t stream, uint32_t position, const std::vector<Frame>& frames)
+{
+    Ring& ring = rings_[stream];
+    // The first record has a flag that holds readers back until the rest is there.
+    uint32_t flag = At(stream, position).EndFlag == kFlagPause ? kFlagPause : kUnfinished;
+    uint32_t at = position;
+    uint32_t key = position;
+    for (const Frame& frame : frames) {
+        ring.serial = frame.serial != 0 ? frame.serial : ring.serial + 1;
+        Write(ring.memory.get() + at, Header(ring.serial, flag, frame.bytes.size(), frame.source),
+              frame.bytes);
+        flag = kFlagFrame;
+        key = IsKeyFrame(frame) ? at : key;
+        at += kRecordBytes + static_cast<uint32_t>(frame.bytes.size());
+    }
+    Write(ring.memory.get() + at, Header(ring.serial + 1, kUnfinished));
+    const std::lock_guard locked(lock_);
+    ring.position = at;
+    ring.newestKey = key;
+}
+
+void FakeMediaHost::Release(uint32_t stream, uint32_t position)
+{
+    SetFlag(rings_[stream].memory.get() + position, kFlagFrame);
+}
+
+void FakeMediaHost::Put(uint32_t stream, const DataInfo& header)
+{
+    Write(rings_[stream].memory.get() + rings_[stream].position, header);
+}
+
+DataInfo FakeMediaHost::At(uint32_t stream, uint32_t position) const
+{
+    std::atomic_thread_fence(std::memory_order_acquire);
+    return LoadLe<DataInfo>(rings_[stream].memory.get() + position);
+}
+
+void FakeMediaHost::Script(uint32_t command, std::vector<Answer> answers)
+{
+    const std::lock_guard locked(lock_);
+    script_[command].assign(answers.begin(), answers.end());
+}
+
+int FakeMediaHost::CountQueries(uint32_t command, uint32_t stream)
+{
+    const std::lock_guard locked(lock_);
+    return queries_[{command, stream}];
+}
+
+void FakeMediaHost::WaitForQueries(uint32_t command, uint32_t stream, int count)
+{
+    WaitUntil("a position query", [&] { return CountQueries(command, stream) >= count; });
+}
+
+void FakeMediaHost::AnswerQueries()
+{
+    const auto send = [this](const PositionMessage& answer) {
+        msgsnd(queue_, &answer, PositionMessage::kTextBytes, 0);
+    };
+    PositionMessage message{};
+    while (msgrcv(queue_, &message, PositionMessage::kTextBytes, kPositionRequestType, 0) >= 0) {
+        const Answer answer = ChooseAnswer(message);
+        message.type = static_cast<long>(message.word[kWordClientType]);
+        if (answer.foreignFirst) {
+            PositionMessage foreign = message;
+            foreign.word[kWordStream] = kThirdStream;
+            foreign.word[kWordResult] = kRecordBytes;
+            send(foreign);
+        }
+        if (answer.withoutNaming)
+            message.word[kWordCommand] = message.word[kWordStream] = message.word[kWordClientType] = 0;
+        message.word[kWordResult] = answer.position.value_or(0);
+        if (!answer.silent)
+            send(message);
+    }
+}
+
+Answer FakeMediaHost::ChooseAnswer(const PositionMessage& query)
+{
+    const uint32_t command = query.word[kWordCommand];
+    const uint32_t stream = query.word[kWordStream];
+    const std::lock_guard locked(lock_);
+    queries_[{command, stream}]++;
+    Answer answer;
+    if (auto& script = script_[command]; stream == kMainStream && !script.empty()) {
+        answer = script.front();
+        script.pop_front();
+    }
+    if (!answer.position && stream < rings_.size())
+        answer.position = command == kQueryKeyFrame ? rings_[stream].newestKey : rings_[stream].position;
+    return answer;
+}

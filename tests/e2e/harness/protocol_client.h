@@ -1,0 +1,88 @@
+// The recorder's end of a connection: sends anything, and reads whole messages.
+//
+// Everything throws where it would have to wait longer than a test's patience.
+#pragma once
+
+#include <cstdint>
+#include <optional>
+#include <string>
+#include <string_view>
+#include <vector>
+
+#include "common/unique_fd.h"
+#include "protocol/message.h"
+#include "tests/e2e/harness/fake_param_host.h"
+#include "tests/e2e/harness/frames.h"
+#include "tests/e2e/harness/patience.h"
+
+enum class Side { kCamera, kRecorder }; // where the client runs: on the camera, or at the far end of eth0
+
+struct Message {
+    MessageHeader header;
+    std::string body;
+};
+
+class ProtocolClient {
+  public:
+    explicit ProtocolClient(uint16_t port = kServerPort, Side side = Side::kCamera, int receiveBuffer = 0);
+
+    // A request's bytes with the session and the next sequence number; `announced` replaces the body length.
+    std::string Request(uint16_t id, std::string_view body = {}, std::optional<uint32_t> announced = {});
+    void SendBytes(std::string_view bytes); // in one piece
+    void Send(uint16_t id, std::string_view body = {}) { SendBytes(Request(id, body)); }
+    Message Receive();
+    // Receives a reply to the last request: its header is checked to the byte against its own body.
+    Message ReceiveReply(uint16_t replyId);
+    Message Ask(uint16_t id, std::string_view body = {});
+    uint32_t Login(); // and takes the session on
+
+    void WaitUntilRead();                // the server has read all that was sent
+    void WaitUntilClosed();              // by the server; what arrives before is dropped
+    [[nodiscard]] bool HasInput() const; // something has arrived, or the connection is closed
+    void Close() { fd_.reset(); }
+    void Abort(); // closes with a reset, whatever is unread
+
+    uint32_t session = 0;
+    uint32_t sequence = 0x12345678;
+
+  private:
+    void WaitForInput(Clock::time_point deadline) const;
+    bool ReadExactly(void* to, size_t bytes); // false at the connection's end
+    UniqueFd fd_;
+};
+
+struct ReceivedFrame {
+    std::string subHeader;
+    std::string bytes;
+    std::vector<size_t> bodies; // bytes of each message's body
+};
+
+// A claimed media connection. Checks every message's header to the byte: its session, and its sequence
+// numbers, which start at 0 and have no gap.
+class MediaReader {
+  public:
+    MediaReader(uint32_t session, std::string_view stream, Side side = Side::kCamera, int receiveBuffer = 0);
+    ReceivedFrame ReadFrame();
+    std::string ReadMessage(); // the body of one message
+    ProtocolClient client;
+
+  private:
+    uint32_t nextSequence_ = 0;
+};
+
+std::string MonitorBody(std::string_view action, std::string_view stream);
+
+// A recorder in live view: its command connection and the media connection of one stream.
+struct Watcher {
+    explicit Watcher(std::string_view stream = "Main", Side side = Side::kCamera, int receiveBuffer = 0)
+        : command(kServerPort, side), media(command.Login(), stream, side, receiveBuffer)
+    {
+        Monitor("Start");
+    }
+    void Monitor(std::string_view action) { command.Ask(kMonitorReq, MonitorBody(action, "Main")); }
+    ProtocolClient command;
+    MediaReader media;
+};
+
+// The next frames that arrive are exactly these.
+void ExpectFrames(MediaReader& reader, const std::vector<Frame>& frames);
