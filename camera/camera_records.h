@@ -41,8 +41,8 @@ struct StreamEncoderConfig {
     uint32_t ulStreamByte18;
 };
 static_assert(sizeof(StreamEncoderConfig) == 76);
-static_assert(offsetof(StreamEncoderConfig, ulEncoding) == 8 * 4);
-static_assert(offsetof(StreamEncoderConfig, ulIFrameInterval) == 15 * 4);
+static_assert(offsetof(StreamEncoderConfig, ulEncoding) == 8 * sizeof(uint32_t));
+static_assert(offsetof(StreamEncoderConfig, ulIFrameInterval) == 15 * sizeof(uint32_t));
 
 struct VideoEncoderConfig {
     StreamEncoderConfig stream[3];
@@ -104,11 +104,14 @@ struct EncodingScope {
 };
 static_assert(sizeof(EncodingScope) == 1027);
 
-// Commands 22 to 26 and 101
+// Commands 22 to 26 and 101. The name stands where command 20 has its own; the wrappers leave it empty,
+// and the frame-rate setter logs it.
 struct StreamValue {
     uint32_t ulStream;
     uint32_t ulValue;
+    char szName[64];
 };
+static_assert(offsetof(StreamValue, szName) == 8);
 
 // Command 20
 struct StreamResolutionName {
@@ -157,3 +160,37 @@ struct DataInfo;
 using StreamCallback = int(uint32_t kind, uint32_t stream, const uint8_t* data, int32_t length,
                            const DataInfo* header);
 inline constexpr uint32_t kCallbackVelmora = 4; // the type under which this program registers both
+
+struct AlarmRegistration {
+    uint32_t ulType;
+    AlarmCallback* callback; // null empties the slot
+};
+
+struct StreamRegistration {
+    uint32_t ulType;
+    StreamCallback* callback;
+};
+
+// Command 30
+struct ChannelEnable {
+    uint32_t ulEnable[3]; // 1 each
+};
+
+// Command 56: a frame goes into the caller's buffer.
+struct TestVideoFrame {
+    uint8_t* pucData;
+    uint32_t ulCapacity;
+    uint32_t ulBytes; // of the frame; set on success
+};
+
+// Command 61
+struct PtzPreset {
+    char szName[64];
+    float fPan;
+    float fTilt;
+    float fZoom;
+};
+
+struct PtzPresetList {
+    PtzPreset preset[128];
+};

@@ -109,6 +109,12 @@ void ReadThreeStreamCombinations(const Sections& sections, SizeList (&lists)[kRe
     }
 }
 
+// Held within 32 bits, on machines whose long is wider too.
+int32_t ToNumber(const char* text)
+{
+    return static_cast<int32_t>(std::clamp(strtol(text, nullptr, 10), long{INT32_MIN}, long{INT32_MAX}));
+}
+
 ResolutionEntry ToEntry(std::string_view size)
 {
     char text[kSizeTextBytes];
@@ -179,7 +185,7 @@ int ParseSizeText(char* text, int32_t* width, int32_t* height)
     if (x == nullptr)
         return -1;
     *x = '\0';
-    *width = static_cast<int32_t>(strtol(text, nullptr, 10));
-    *height = static_cast<int32_t>(strtol(x + 1, nullptr, 10));
+    *width = ToNumber(text);
+    *height = ToNumber(x + 1);
     return 0;
 }

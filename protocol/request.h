@@ -7,6 +7,7 @@
 
 #include <cstdint>
 #include <span>
+#include <string_view>
 
 #include "protocol/json_fields.h"
 #include "protocol/json_members.h"
@@ -22,8 +23,10 @@ inline constexpr int kRetSuccess = 100;
 // The trace line with which most handlers begin: the handler's name and a line number.
 void LogRequest(const char* handler, int line);
 
+// The request's body text: up to its first zero byte or the end of the bytes received. Borrowed.
+std::string_view RequestBody(const uint8_t* request, int requestLen);
+
 // The request's body as JSON; null when it is empty or is not JSON. Text after the value is ignored.
-// The body ends at its first zero byte or at the end of the bytes received.
 JsonPtr ParseBody(const uint8_t* request, int requestLen);
 
 // Fills a reply header for the socket's session, with the request's sequence number.

@@ -1,0 +1,205 @@
+#include "camera/parameter_messages.h"
+
+#include <sys/msg.h>
+
+#include <cerrno>
+#include <cstdio>
+#include <cstring>
+
+#include "camera/parameter_fields.h"
+#include "camera/parameter_lock.h"
+#include "camera/parameter_message.h"
+#include "common/log.h"
+#include "common/sysv_ipc.h"
+
+std::atomic<int> gSysProcId{0};
+
+namespace {
+
+constexpr int kProcessIdWithoutMessaging = 1;
+constexpr int kHighestProcessId = 15;
+constexpr int kNoQueue = -1;
+
+// Written under the send lock, or before it exists.
+std::atomic<int> g_queueId{kNoQueue};
+
+// Message codes whose sender does more than the others'.
+struct SpecialSender {
+    const char* announcement; // printed before sending
+    int32_t iCode;
+    bool repeatsReceive; // when a signal interrupts it
+    bool comparesLength; // the host answers with the length that it stored
+};
+
+constexpr SpecialSender kPlainSender = {nullptr, -1, false, false};
+constexpr SpecialSender kSpecialSenders[] = {
+    {nullptr, 193, true, false},
+    {nullptr, 247, false, true},
+    {"SetSysRTSPEncrypt", 281, false, false},
+    {"SetSysPalloSslEncrypt", 282, false, false},
+    {"SetSysPalloPushImageEnable", 283, false, false},
+};
+
+const SpecialSender& SenderOf(int32_t code)
+{
+    for (const SpecialSender& sender : kSpecialSenders)
+        if (sender.iCode == code)
+            return sender;
+    return kPlainSender;
+}
+
+bool HasSlot(int processId)
+{
+    return processId >= kFirstProcessWithSlot && processId <= kLastProcessWithSlot;
+}
+
+int OpenQueue()
+{
+    int id = msgget(kParameterKey, 0);
+    if (id < 0) {
+        id = msgget(kParameterKey, IPC_CREAT | kParameterQueueMode);
+        fprintf(stderr, "Creat queue id:%d\n", id);
+    }
+    fprintf(stderr, "queue id:%d\n", id);
+    return id;
+}
+
+// After a failed queue call: a removed queue is opened again by the next exchange.
+void ForgetRemovedQueue()
+{
+    if (errno == EIDRM || errno == EINVAL)
+        g_queueId.store(kNoQueue);
+}
+
+// A longer message of our type is cut rather than left in the queue, where it would fail every exchange.
+ssize_t Receive(int queueId, ParameterMessage* message, int processId, int flags)
+{
+    return msgrcv(queueId, message, kParameterTextBytes, processId, MSG_NOERROR | flags);
+}
+
+// Process id 1 has no answers: messages of type 1 are other processes' requests.
+void DrainAnswers(int queueId, int processId)
+{
+    ParameterMessage answer;
+    while (HasSlot(processId) && Receive(queueId, &answer, processId, IPC_NOWAIT) >= 0) {
+    }
+}
+
+// The segment is looked up each time, since its owner may have replaced it.
+bool CopyToSlot(size_t offset, const void* value, size_t length)
+{
+    const int id = IpcShareMemInit(kParameterKey, kParameterDataBytes, kParameterDataMode);
+    if (id < 0 || IpcShareMemBytes(id) < offset + length)
+        return false;
+    const ShmAttachment data(id);
+    if (!data)
+        return false;
+    memcpy(data.get() + offset, value, length);
+    return true;
+}
+
+// Sends the request and receives its answer into the same record, which keeps the request's words when
+// a queue call fails.
+void ExchangeMessage(ParameterMessage* message, int processId, bool repeatsReceive)
+{
+    if (g_queueId.load() == kNoQueue)
+        g_queueId.store(OpenQueue());
+    const int queueId = g_queueId.load();
+    if (msgsnd(queueId, message, kParameterTextBytes, 0) != 0) {
+        ForgetRemovedQueue();
+        return; // nobody will answer
+    }
+    ssize_t received;
+    do
+        received = Receive(queueId, message, processId, 0);
+    while (received < 0 && errno == EINTR && repeatsReceive);
+    if (received < 0)
+        ForgetRemovedQueue();
+}
+
+bool MaySend(int processId, size_t length)
+{
+    if (HasSlot(processId) && length <= kParameterSlotBytes)
+        return true;
+    LogTrace("%s %d: process %d cannot send a value of %zu bytes, ignoring\n", __func__, __LINE__, processId,
+             length);
+    return false;
+}
+
+int FailInit(const char* line)
+{
+    gSysProcId.store(kProcessIdWithoutMessaging);
+    fputs(line, stderr);
+    return -1;
+}
+
+} // namespace
+
+int32_t SendParameterMessage(int32_t code, const void* value, size_t length)
+{
+    const SpecialSender& sender = SenderOf(code);
+    if (sender.announcement != nullptr)
+        fputs(sender.announcement, stderr);
+    const int processId = gSysProcId.load();
+    if (!MaySend(processId, length))
+        return -1;
+    const size_t offset = ParameterSlotOffset(processId);
+    ParameterMessage message{kParameterRequestType,       code, processId, 0, static_cast<int32_t>(length),
+                             static_cast<int32_t>(offset)};
+    if (SemWait() != 0)
+        return -1;
+    const bool copied = CopyToSlot(offset, value, length);
+    if (copied)
+        ExchangeMessage(&message, processId, sender.repeatsReceive);
+    (void)SemRelease(); // held since SemWait
+    if (!copied) {
+        LogTrace("%s %d: no data segment for code %d, ignoring\n", __func__, __LINE__, code);
+        return -1;
+    }
+    if (sender.comparesLength)
+        return message.iLengthOrResult == static_cast<int32_t>(length) ? 0 : -1;
+    return message.iLengthOrResult;
+}
+
+int32_t ControlSystemData(uint32_t field, const void* value, size_t length)
+{
+    if (field == kFieldSetDns)
+        puts(" control systemdata SFIELD_SET_DNS");
+    if (value == nullptr)
+        return -1;
+    if (field == kFieldNoMessage)
+        return 0;
+    const std::optional<int32_t> code = ParameterCode(field);
+    return code ? SendParameterMessage(*code, value, length) : -1;
+}
+
+int SysDrvInit(int processId)
+{
+    if (processId < 1 || processId > kHighestProcessId)
+        return FailInit("Error:Invalid Parameter\n");
+    gSysProcId.store(processId);
+    if (IpcShareMemInit(kParameterKey, kParameterDataBytes, kParameterDataMode) < 0)
+        return FailInit("Error:Share Memory init fail\n");
+    (void)Sem_Creat(); // whether there is a lock counts, and it said why there is none
+    if (!SemExists())
+        return FailInit("Error:No more memory to create semaphore\n");
+    const int queueId = OpenQueue();
+    if (queueId < 0) {
+        (void)DestroySem();
+        return FailInit("Error:Msg_Init fail\n");
+    }
+    if (SemWait() != 0)
+        return -1;
+    g_queueId.store(queueId);
+    DrainAnswers(queueId, processId);
+    (void)SemRelease(); // held since SemWait
+    fprintf(stderr, "%s %d gSysProcId %d\n", "SysDrvInit", 86, processId);
+    return 0;
+}
+
+int SysDrvExit()
+{
+    gSysProcId.store(kProcessIdWithoutMessaging);
+    (void)DestroySem(); // it reports its failure
+    return 0;
+}

@@ -1,0 +1,127 @@
+#include "hosts/media_host.h"
+
+#include <ctime>
+#include <utility>
+
+#include "common/log.h"
+
+namespace {
+
+constexpr char kName[] = "MediaHost";
+constexpr size_t kOwnedRings = 3; // the talk ring belongs to whoever plays talk audio
+
+// Readers that outlive the host wait for a serial number above the last one they saw. One that follows
+// the uptime, faster than any stream makes records, is above all that an earlier host gave out.
+uint32_t FirstSerial()
+{
+    timespec now{};
+    clock_gettime(CLOCK_BOOTTIME, &now);
+    constexpr int64_t kSerialsPerSecond = 250;
+    return static_cast<uint32_t>(now.tv_sec * kSerialsPerSecond +
+                                 now.tv_nsec * kSerialsPerSecond / 1000000000);
+}
+
+std::vector<HostSegment> MakeRings()
+{
+    AdoptQueue(kName, kPositionQueueKey, kPositionQueueMode, kPositionRequestType);
+    AdoptQueue(kName, kControlQueueKey, kControlQueueMode, kControlRequestType);
+    std::vector<HostSegment> segments;
+    for (size_t i = 0; i < kOwnedRings; ++i)
+        segments.emplace_back(kName, kRings[i].key, kRings[i].ulSegmentBytes, kRingMode, Contents::kClear);
+    return segments;
+}
+
+} // namespace
+
+MediaHost::MediaHost(Players players)
+    : players_(std::move(players)), segments_(MakeRings()),
+      positions_("MediaHost pos", kPositionQueueKey, kPositionQueueMode, kPositionRequestType,
+                 PositionMessage::kTextBytes, [this](QueueText& message) { return AnswerPosition(message); }),
+      control_("MediaHost ctrl", kControlQueueKey, kControlQueueMode, kControlRequestType,
+               ControlMessage::kTextBytes, [this](QueueText& message) { return AnswerControl(message); })
+{
+    for (size_t i = 0; i < kPlayedStreams; ++i)
+        rings_[i] = std::make_unique<RingWriter>(segments_[i].get(), kRings[i].ulRingBytes, FirstSerial());
+}
+
+void MediaHost::Start(const ReportFunction& report)
+{
+    for (size_t i = 0; i < kPlayedStreams; ++i)
+        players_[i]->Start(rings_[i].get(), [report, i](const StreamFacts& facts) { report(i, facts); });
+    positions_.Start();
+    control_.Start();
+}
+
+void MediaHost::Stop()
+{
+    for (const auto& player : players_)
+        player->Stop();
+    positions_.Stop();
+    control_.Stop();
+}
+
+void MediaHost::SetPaused(bool paused)
+{
+    for (const auto& player : players_)
+        player->SetPaused(paused);
+}
+
+uint32_t MediaHost::Position(uint32_t stream, uint32_t command)
+{
+    const bool known = command == kQueryStart || command == kQueryKeyFrame || command == kQueryRecord ||
+                       command == kQueryReserved;
+    if (!known || stream >= kRingCount)
+        LogWarn("%s: position asked with command 0x%x for stream %u, answered with 0\n", kName, command,
+                stream);
+    return known && stream < kPlayedStreams ? rings_[stream]->StartPlace() : 0;
+}
+
+std::optional<long> MediaHost::AnswerPosition(QueueText& message)
+{
+    const auto clientType = static_cast<int32_t>(message.word[kWordClientType]);
+    if (clientType < kFirstClientType || clientType > kLastClientType) {
+        LogWarn("%s: dropped a position request of client type %d, which does not exist\n", kName,
+                clientType);
+        return std::nullopt;
+    }
+    message.word[kWordResult] = Position(message.word[kWordStream], message.word[kWordCommand]);
+    return clientType;
+}
+
+int32_t MediaHost::Control(uint32_t command, uint32_t argument)
+{
+    if (command == kCommandForceIFrame && argument < kPlayedStreams) {
+        players_[argument]->ForceKeyFrame();
+        return 0;
+    }
+    LogInfo("%s: the order 0x%x with argument %u is not served here\n", kName, command, argument);
+    return -1;
+}
+
+std::optional<long> MediaHost::AnswerControl(QueueText& message)
+{
+    message.word[kControlWordResult] =
+        static_cast<uint32_t>(Control(message.word[kControlWordCommand], message.word[kControlWordArgument]));
+    return kControlReplyType;
+}
+
+void MediaHost::Release(bool always)
+{
+    bool remove = true;
+    for (const HostSegment& segment : segments_)
+        remove = remove && !segment.isAttachedByOthers();
+    for (HostSegment& segment : segments_)
+        segment.Release(always);
+    if (remove || always) {
+        RemoveQueue(kPositionQueueKey);
+        RemoveQueue(kControlQueueKey);
+    }
+}
+
+void PurgeMediaObjects()
+{
+    for (size_t i = 0; i < kOwnedRings; ++i)
+        RemoveSegment(kRings[i].key);
+    RemoveQueue(kPositionQueueKey);
+    RemoveQueue(kControlQueueKey);
+}

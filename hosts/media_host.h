@@ -1,0 +1,47 @@
+// The encoder host: owns the rings, the queue on which readers ask for positions and the queue on which
+// it takes orders (docs/ipc.md), and plays a file into each of the first two rings.
+#pragma once
+
+#include <array>
+#include <cstddef>
+#include <memory>
+#include <optional>
+#include <string>
+#include <vector>
+
+#include "hosts/ipc_objects.h"
+#include "hosts/queue_server.h"
+#include "hosts/ring_writer.h"
+#include "hosts/stream_player.h"
+
+inline constexpr size_t kPlayedStreams = 2; // main and second; the third ring stays empty
+
+using Players = std::array<std::unique_ptr<StreamPlayer>, kPlayedStreams>;
+
+class MediaHost {
+  public:
+    // Adopts or makes the objects; throws std::runtime_error when it cannot.
+    explicit MediaHost(Players players);
+
+    // Returns when both streams have their first record; reports what each plays, and each change.
+    using ReportFunction = std::function<void(size_t stream, const StreamFacts& facts)>;
+    void Start(const ReportFunction& report);
+    void Stop();
+    void SetPaused(bool paused);
+    // Removes the objects, those that others use only when `always`. After Stop.
+    void Release(bool always);
+
+  private:
+    std::optional<long> AnswerPosition(QueueText& message);
+    std::optional<long> AnswerControl(QueueText& message);
+    uint32_t Position(uint32_t stream, uint32_t command);
+    int32_t Control(uint32_t command, uint32_t argument);
+
+    Players players_;
+    std::vector<HostSegment> segments_;
+    std::array<std::unique_ptr<RingWriter>, kPlayedStreams> rings_;
+    QueueServer positions_;
+    QueueServer control_;
+};
+
+void PurgeMediaObjects();

@@ -1,0 +1,40 @@
+// What the parameter host knows of each parameter field: its name, the width of its value and where the
+// value lies in the parameter block.
+//
+// Fields that have a message code but no row are accepted with any width and kept under their number.
+#pragma once
+
+#include <cstddef>
+#include <cstdint>
+#include <span>
+
+enum class FieldKind {
+    kNumber,  // unsigned, usWidth bytes in the message, ucBlockBytes in the block
+    kText,    // at most usWidth bytes, with or without a terminating zero
+    kBytes,   // usWidth bytes, copied as they are
+    kTour,    // cruise line record, spread over the tour's points in the block
+    kAccount, // account record, kept in the block's list of users
+    kEvent,   // something to do, nothing to keep
+};
+
+inline constexpr size_t kNoBlockPlace = 0;
+
+struct FieldPlace {
+    uint32_t ulField;
+    FieldKind kind;
+    uint16_t usWidth;     // bytes of the value in a message; the most of them for a text
+    size_t block;         // offset in the parameter block, or kNoBlockPlace
+    uint8_t ucBlockBytes; // bytes there of a number; of a text, the field with its terminating zero
+    uint32_t ulMost;      // largest number that is accepted
+    const char* name;
+};
+
+inline constexpr uint32_t kFieldFactoryDefault = 4395;
+inline constexpr uint32_t kFieldReboot = 4396;
+inline constexpr uint32_t kFieldCreateUser = 8195;
+inline constexpr uint32_t kFieldDeleteUser = 8196;
+inline constexpr uint32_t kFieldChangeUser = 8197;
+
+std::span<const FieldPlace> FieldPlaces();
+// The row of a field, or null.
+const FieldPlace* FindFieldPlace(uint32_t field);

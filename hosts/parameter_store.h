@@ -1,0 +1,53 @@
+// The camera's settings: applies changes to the parameter block, starts it from defaults and keeps what
+// was changed in a state file when there is one.
+//
+// Other processes read the block without a lock, so each field is written with one store of its width.
+// Thread-safe: the parameter queue's thread applies changes while players report what they play.
+#pragma once
+
+#include <array>
+#include <cstddef>
+#include <cstdint>
+#include <mutex>
+#include <optional>
+#include <span>
+#include <string>
+
+#include "camera/parameter_block_layout.h"
+#include "hosts/parameter_fields_table.h"
+#include "hosts/parameter_state.h"
+#include "hosts/stream_facts.h"
+
+class ParameterStore {
+  public:
+    // `block` has kSysConfigBytes, all zero. Writes the defaults, then what the state file holds. No
+    // file is kept when the name is empty. Throws std::runtime_error when the file cannot be read.
+    ParameterStore(uint8_t* block, std::string stateFile);
+
+    // Applies a change as a parameter message carries it. Returns 0; -1, with a log line and nothing
+    // changed, when the value does not suit the field.
+    int32_t Apply(uint32_t field, std::span<const uint8_t> value);
+
+    // What a stream plays overrides what its settings say. Not kept in the state file.
+    void SetStream(size_t stream, const StreamFacts& facts);
+
+  private:
+    int32_t Refuse(const FieldPlace& place, const char* problem, size_t width);
+    int32_t ApplyNumber(const FieldPlace& place, std::span<const uint8_t> value);
+    int32_t ApplyText(const FieldPlace& place, std::span<const uint8_t> value);
+    int32_t ApplyTour(const FieldPlace& place, std::span<const uint8_t> value);
+    int32_t ApplyAccount(const FieldPlace& place, std::span<const uint8_t> value);
+    int32_t ApplyEvent(const FieldPlace& place);
+    int32_t ApplyField(const FieldPlace& place, std::span<const uint8_t> value);
+    void Keep(const std::string& name, ParameterValue value);
+    void WriteDefaults();
+    void LoadState();
+    void LoadUsers(const ParameterValue& value);
+
+    uint8_t* const block_;
+    const std::string stateFile_;
+    std::mutex mutex_; // guards the block's writing and all below
+    ParameterChanges changes_;
+    std::array<std::optional<StreamFacts>, kVideoStreams> played_;
+    bool loading_ = false;
+};

@@ -1,0 +1,130 @@
+#include "hosts/server_runner.h"
+
+#include <sys/prctl.h>
+#include <sys/wait.h>
+#include <unistd.h>
+
+#include <algorithm>
+#include <cerrno>
+#include <csignal>
+#include <cstring>
+
+#include "common/log.h"
+
+namespace {
+
+using namespace std::chrono_literals;
+constexpr std::chrono::milliseconds kFirstBackOff = 500ms;
+constexpr std::chrono::milliseconds kLongestBackOff = 8000ms;
+constexpr std::chrono::seconds kRanWell = 10s; // longer than this: the back-off starts afresh
+constexpr std::chrono::seconds kGrace = 2s;
+
+// In the child, between fork and exec: nothing here allocates or takes a lock.
+[[noreturn]] void Become(char* const* arguments, pid_t parent)
+{
+    for (const int number : {SIGINT, SIGTERM, SIGUSR1, SIGPIPE})
+        signal(number, SIG_DFL);
+    sigset_t none;
+    sigemptyset(&none);
+    sigprocmask(SIG_SETMASK, &none, nullptr);
+    prctl(PR_SET_PDEATHSIG, SIGKILL);
+    if (getppid() == parent)
+        execv(arguments[0], arguments);
+    _exit(127);
+}
+
+pid_t Spawn(const std::vector<std::string>& command)
+{
+    std::vector<char*> arguments;
+    for (const std::string& argument : command)
+        arguments.push_back(const_cast<char*>(argument.c_str()));
+    arguments.push_back(nullptr);
+    const pid_t parent = getpid();
+    // No signal reaches the child while it still has this program's handlers.
+    sigset_t all;
+    sigset_t before;
+    sigfillset(&all);
+    pthread_sigmask(SIG_BLOCK, &all, &before);
+    const pid_t pid = fork();
+    if (pid == 0)
+        Become(arguments.data(), parent);
+    pthread_sigmask(SIG_SETMASK, &before, nullptr);
+    return pid;
+}
+
+void LogEnd(const std::string& program, int status)
+{
+    if (WIFSIGNALED(status))
+        LogWarn("%s ended by signal %d\n", program.c_str(), WTERMSIG(status));
+    else
+        LogWarn("%s ended with status %d\n", program.c_str(), WEXITSTATUS(status));
+}
+
+} // namespace
+
+void ServerRunner::Start()
+{
+    ended_ = false;
+    thread_ = std::thread([this] { Run(); });
+}
+
+void ServerRunner::Signal(int number)
+{
+    if (pid_ > 0)
+        kill(pid_, number);
+}
+
+void ServerRunner::Restart()
+{
+    const std::lock_guard lock(mutex_);
+    Signal(SIGTERM);
+}
+
+void ServerRunner::Stop()
+{
+    if (!thread_.joinable())
+        return;
+    {
+        std::unique_lock lock(mutex_);
+        stopping_ = true;
+        changed_.notify_all();
+        Signal(SIGTERM);
+        if (!changed_.wait_for(lock, kGrace, [this] { return ended_; }))
+            Signal(SIGKILL);
+    }
+    thread_.join();
+}
+
+void ServerRunner::Run()
+{
+    auto backOff = kFirstBackOff;
+    std::unique_lock lock(mutex_);
+    while (!stopping_) {
+        pid_ = Spawn(command_);
+        if (pid_ < 0)
+            LogError("%s cannot be started: %s\n", command_[0].c_str(), strerror(errno));
+        else
+            LogInfo("%s started as process %d\n", command_[0].c_str(), static_cast<int>(pid_));
+        const auto startedAt = std::chrono::steady_clock::now();
+        if (const pid_t pid = pid_; pid > 0) {
+            // Its end is seen first and collected under the lock: until then the number is still its own
+            // and nobody else gets the signal.
+            lock.unlock();
+            siginfo_t end{};
+            while (waitid(P_PID, static_cast<id_t>(pid), &end, WEXITED | WNOWAIT) < 0 && errno == EINTR) {
+            }
+            lock.lock();
+            int status = 0;
+            waitpid(pid, &status, 0);
+            pid_ = -1;
+            if (!stopping_)
+                LogEnd(command_[0], status);
+        }
+        if (std::chrono::steady_clock::now() - startedAt > kRanWell)
+            backOff = kFirstBackOff;
+        changed_.wait_for(lock, backOff, [this] { return stopping_; });
+        backOff = std::min(backOff * 2, kLongestBackOff);
+    }
+    ended_ = true;
+    changed_.notify_all();
+}

@@ -1,0 +1,85 @@
+// Plays one file into one ring in real time: a thread that takes each video frame and each sound record
+// when it is due.
+//
+// Due times are counted from the start of play, so nothing drifts. When play falls a second behind, the
+// clock starts again from there; when that happens again soon, fewer frames are encoded. While the file
+// cannot be played the stream is paused and the file opened again once a second.
+#pragma once
+
+#include <chrono>
+#include <condition_variable>
+#include <cstdint>
+#include <functional>
+#include <latch>
+#include <memory>
+#include <mutex>
+#include <optional>
+#include <string>
+#include <thread>
+
+#include "hosts/audio_source.h"
+#include "hosts/ring_writer.h"
+#include "hosts/stream_facts.h"
+#include "hosts/video_source.h"
+
+class StreamPlayer {
+  public:
+    using FactsFunction = std::function<void(const StreamFacts& facts)>;
+
+    // Opens the file; throws std::runtime_error when it cannot be played. Frames may have `frameLimit`
+    // bytes. The thread is named after the stream.
+    StreamPlayer(const char* name, std::string path, size_t frameLimit, int32_t bitRate);
+    ~StreamPlayer() { Stop(); }
+    StreamPlayer(const StreamPlayer&) = delete;
+    StreamPlayer& operator=(const StreamPlayer&) = delete;
+
+    // Plays into the ring; reports what is played now and whenever it changes. Returns when the first
+    // record stands in the ring.
+    void Start(RingWriter* ring, FactsFunction report);
+    // Ends with a pause record in the ring.
+    void Stop();
+
+    // The next frame is to be a key frame. Any thread.
+    void ForceKeyFrame();
+    // Any thread. A stream that goes on does so with a key frame.
+    void SetPaused(bool paused);
+
+  private:
+    using Clock = std::chrono::steady_clock;
+    enum class Wake { kDue, kInterrupted };
+
+    void Run();
+    void PlayUntilInterrupted();
+    void WaitWhilePaused();
+    void Reopen();
+    void OpenFile();
+    Wake WaitUntil(int64_t playUs);
+    void PutAudio();
+    void PutVideo();
+    void KeepUp(int64_t playUs);
+
+    const char* const name_;
+    const std::string path_;
+    const size_t frameLimit_;
+    const int32_t bitRate_;
+    std::unique_ptr<VideoSource> video_;
+    std::unique_ptr<AudioSource> audio_;
+    RingWriter* ring_ = nullptr;
+    FactsFunction report_;
+    std::latch started_{1};
+    bool hasStarted_ = false;
+
+    // Only the thread.
+    Clock::time_point start_{}; // play time 0
+    int64_t audioUs_ = 0;       // play time of the next sound record
+    FrameTime lastFrame_{};     // the sound goes on from here
+    bool keyFrameNext_ = true;
+    std::optional<int64_t> lateUs_; // play time at which it was last too late
+
+    std::mutex mutex_; // guards all below
+    std::condition_variable changed_;
+    bool stopping_ = false;
+    bool paused_ = false;
+    bool keyFrameWanted_ = false;
+    std::thread thread_;
+};

@@ -1,0 +1,32 @@
+// The commands of `velmora`: one file each, one row each in main.cpp.
+//
+// A command adds its own options to its CLI11 subcommand and returns what runs when the user names it. That
+// returns the exit code, or throws Failure, whose text main.cpp shows as the one line of the error.
+#pragma once
+
+#include <CLI/App.hpp>
+
+#include <functional>
+
+#include "recorder/connection.h"
+
+// Options that every command has.
+struct CommonOptions {
+    std::string host;
+    double timeoutSeconds = 10;
+    bool json = false;
+
+    [[nodiscard]] HostPort address() const { return ParseHostPort(host); }
+    [[nodiscard]] milliseconds timeout() const
+    {
+        return milliseconds(static_cast<int64_t>(timeoutSeconds * 1000));
+    }
+};
+
+using CommandRun = std::function<int()>;
+using AddCommand = CommandRun(CLI::App& app, const CommonOptions& common);
+
+AddCommand AddInfo;
+AddCommand AddLive;
+AddCommand AddRaw;
+AddCommand AddSnapshot;

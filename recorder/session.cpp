@@ -1,0 +1,217 @@
+#include "recorder/session.h"
+
+#include <strings.h>
+
+#include <cstdio>
+
+#include "media/media_layout.h"
+#include "recorder/failure.h"
+
+namespace {
+
+constexpr Stream kStreams[] = {
+    {"main", "Main", kMainFrameBytes},
+    {"extra", "Extra", kExtraFrameBytes},
+    {"extra1", "Extra1", kExtraFrameBytes},
+    {"extra2", "Extra2", kExtraFrameBytes},
+};
+
+constexpr int kResultOk = 100;
+constexpr int kDefaultAliveInterval = 20; // seconds, when the camera names none that can be meant
+constexpr int kMaxAliveInterval = 3600;
+constexpr int kReadsPerPass = 16; // before a poll loop serves its other connections
+
+// A reply's id is its request's plus one, but for these.
+constexpr struct {
+    uint16_t request;
+    uint16_t reply;
+} kOddReplies[] = {
+    {kUserGroupReq, kUserGroupReply},
+    {kForceIFrameReq, kForceIFrameReply},
+};
+
+uint16_t ReplyId(uint16_t requestId)
+{
+    for (const auto& odd : kOddReplies)
+        if (odd.request == requestId)
+            return odd.reply;
+    return static_cast<uint16_t>(requestId + 1);
+}
+
+bool IsAnswer(const MessageHeader& header, const MessageHeader& request)
+{
+    return header.ulSeqNum == request.ulSeqNum && header.usMessageId == ReplyId(request.usMessageId);
+}
+
+Reply MakeReply(const Message& message)
+{
+    const std::string text(reinterpret_cast<const char*>(message.body.data()), message.body.size());
+    return {message.header, text, JsonPtr(cJSON_ParseWithLength(text.data(), text.size()))};
+}
+
+std::string SessionText(uint32_t id)
+{
+    char text[11];
+    snprintf(text, sizeof text, "0x%08x", id);
+    return text;
+}
+
+void CheckResult(const Reply& reply, const std::string& name)
+{
+    const cJSON* result = cJSON_GetObjectItem(reply.json.get(), "Ret");
+    if (!cJSON_IsNumber(result))
+        throw Failure(kExitNotProtocol, name + ": not this protocol: answer " +
+                                            std::to_string(reply.header.usMessageId) + " carries no result");
+    if (result->valueint != kResultOk)
+        throw Failure(kExitCameraError,
+                      name + ": the camera answers with result " + std::to_string(result->valueint));
+}
+
+// The interval comes from the peer: one that is missing or senseless must not silence the keepalive.
+std::chrono::seconds AliveInterval(const Reply& reply)
+{
+    const cJSON* interval = cJSON_GetObjectItem(reply.json.get(), "AliveInterval");
+    const bool meant =
+        cJSON_IsNumber(interval) && interval->valueint >= 1 && interval->valueint <= kMaxAliveInterval;
+    return std::chrono::seconds(meant ? interval->valueint : kDefaultAliveInterval);
+}
+
+} // namespace
+
+std::span<const Stream> Streams()
+{
+    return kStreams;
+}
+
+const Stream& FindStream(std::string_view option)
+{
+    const std::string wanted(option);
+    for (const Stream& stream : kStreams)
+        if (strcasecmp(stream.option, wanted.c_str()) == 0)
+            return stream;
+    throw Failure(kExitUsage, "no stream is called '" + wanted + "'");
+}
+
+Session::Session(const HostPort& address, milliseconds timeout)
+    : address_(address), timeout_(timeout), command_(address, Clock::now() + timeout)
+{
+}
+
+MessageHeader Session::NewHeader(uint16_t messageId)
+{
+    MessageHeader header{};
+    header.ulSessionId = id_;
+    header.ulSeqNum = seqNum_++;
+    header.usMessageId = messageId;
+    return header;
+}
+
+Reply Session::Login()
+{
+    Reply reply = RequestOk(
+        kLoginReq, R"({"EncryptType":"None","LoginType":"velmora","PassWord":"","UserName":"velmora"})");
+    id_ = reply.header.ulSessionId;
+    aliveInterval_ = AliveInterval(reply);
+    nextKeepalive_ = Clock::now() + aliveInterval_;
+    return reply;
+}
+
+Reply Session::Request(uint16_t requestId, std::string_view body)
+{
+    if (body.size() > kMaxBodyBytes)
+        throw Failure(kExitUsage, "a request holds at most " + std::to_string(kMaxBodyBytes) + " bytes");
+    const TimePoint deadline = Clock::now() + timeout_;
+    WaitForKeepalive(deadline);
+    const MessageHeader header = NewHeader(requestId);
+    command_.Send(header, body);
+    for (;;) {
+        const Message message = command_.Receive(deadline);
+        if (IsAnswer(message.header, header))
+            return MakeReply(message);
+        Note(message);
+    }
+}
+
+Reply Session::RequestOk(uint16_t requestId, std::string_view body)
+{
+    Reply reply = Request(requestId, body);
+    CheckResult(reply, command_.name());
+    return reply;
+}
+
+std::string Session::MonitorBody(const char* action, const Stream& stream) const
+{
+    return std::string(R"({"Name":"OPMonitor","OPMonitor":{"Action":")") + action +
+           R"(","Parameter":{"Channel":0,"StreamType":")" + stream.name + R"("}},"SessionID":")" +
+           SessionText(id_) + R"("})";
+}
+
+Connection Session::Claim(const Stream& stream)
+{
+    const TimePoint deadline = Clock::now() + timeout_;
+    Connection media(address_, deadline);
+    const MessageHeader header = NewHeader(kMonitorClaim);
+    media.Send(header, MonitorBody("Claim", stream));
+    for (;;) {
+        const Message message = media.Receive(deadline);
+        if (!IsAnswer(message.header, header))
+            continue;
+        CheckResult(MakeReply(message), media.name());
+        return media;
+    }
+}
+
+void Session::Monitor(const char* action, const Stream& stream)
+{
+    RequestOk(kMonitorReq, MonitorBody(action, stream));
+}
+
+void Session::KeepAlive()
+{
+    const TimePoint now = Clock::now();
+    command_.Flush();
+    if (keepaliveOut_.has_value()) {
+        if (now >= keepaliveDeadline_)
+            throw Failure(kExitTimedOut, command_.name() + ": timed out: the keepalive is not answered");
+        return;
+    }
+    if (aliveInterval_.count() == 0 || now < nextKeepalive_)
+        return;
+    const MessageHeader header = NewHeader(kKeepaliveReq);
+    keepaliveOut_ = header.ulSeqNum;
+    keepaliveDeadline_ = now + timeout_;
+    nextKeepalive_ = now + aliveInterval_;
+    command_.Send(header, R"({"Name":"KeepAlive","SessionID":")" + SessionText(id_) + R"("})");
+}
+
+void Session::Receive()
+{
+    // Begins with what lies there: a request that waited for its answer may have read more than that.
+    for (int reads = 0; reads < kReadsPerPass; reads++) {
+        while (const auto message = command_.NextMessage())
+            Note(*message);
+        if (!command_.ReadMore())
+            return;
+    }
+}
+
+void Session::WaitForKeepalive(TimePoint deadline)
+{
+    while (keepaliveOut_.has_value())
+        Note(command_.Receive(deadline));
+}
+
+void Session::Note(const Message& message)
+{
+    if (message.header.usMessageId == kKeepaliveReply && keepaliveOut_ == message.header.ulSeqNum)
+        keepaliveOut_.reset();
+    else if (message.header.usMessageId == kAlarmInfo)
+        alarms_++;
+}
+
+TimePoint Session::nextWake() const
+{
+    if (keepaliveOut_.has_value())
+        return keepaliveDeadline_;
+    return aliveInterval_.count() == 0 ? TimePoint::max() : nextKeepalive_;
+}

@@ -1,0 +1,80 @@
+// A login at a camera: requests and their answers, the keepalive, and the media connections it claims.
+//
+// The camera takes whatever one read returns as one message, so a session never has two requests under
+// way: a request waits for the answer of a keepalive that is out, and a keepalive waits for nothing but its
+// time. Between requests a poll loop calls KeepAlive() and Receive() on the command connection.
+// Thread-bound. Failures are thrown as Failure.
+#pragma once
+
+#include <cstdint>
+#include <optional>
+#include <span>
+#include <string>
+#include <string_view>
+
+#include "recorder/connection.h"
+#include "recorder/json.h"
+
+// A stream that a recorder can ask for.
+struct Stream {
+    const char* option; // as the user names it
+    const char* name;   // as the protocol names it
+    size_t maxFrameBytes;
+};
+std::span<const Stream> Streams();
+// Looks the user's name up without regard to case; throws kExitUsage.
+const Stream& FindStream(std::string_view option);
+
+struct Reply {
+    MessageHeader header;
+    std::string text;
+    JsonPtr json; // null when the text is not JSON
+};
+
+class Session {
+  public:
+    // Connects the command connection. `timeout` limits this and every later wait.
+    Session(const HostPort& address, milliseconds timeout);
+
+    // Logs in and returns the camera's answer. From here on the session is kept alive.
+    Reply Login();
+    // Sends one request and waits for its answer, whatever result it carries.
+    Reply Request(uint16_t requestId, std::string_view body);
+    // The same, but throws kExitCameraError for another result than 100.
+    Reply RequestOk(uint16_t requestId, std::string_view body);
+
+    // Opens a media connection for the stream and claims it for this session.
+    Connection Claim(const Stream& stream);
+    // Starts or stops the flow on every claimed connection of this session.
+    void Monitor(const char* action, const Stream& stream);
+
+    // For poll loops: sends the keepalive when it is due, and throws when one stays unanswered.
+    void KeepAlive();
+    // Takes in what arrived; answers to keepalives are noted, alarms are counted.
+    void Receive();
+    // When KeepAlive() wants to be called next.
+    [[nodiscard]] TimePoint nextWake() const;
+
+    [[nodiscard]] const Connection& command() const { return command_; }
+    [[nodiscard]] uint32_t id() const { return id_; }
+    [[nodiscard]] uint64_t alarms() const { return alarms_; }
+    // Replaces the limit of every later wait.
+    void setTimeout(milliseconds timeout) { timeout_ = timeout; }
+
+  private:
+    void WaitForKeepalive(TimePoint deadline);
+    void Note(const Message& message);
+    MessageHeader NewHeader(uint16_t messageId);
+    std::string MonitorBody(const char* action, const Stream& stream) const;
+
+    HostPort address_;
+    milliseconds timeout_;
+    Connection command_;
+    uint32_t id_ = 0;
+    uint32_t seqNum_ = 0;
+    std::chrono::seconds aliveInterval_{0}; // 0 before login: nothing to keep alive
+    TimePoint nextKeepalive_;
+    TimePoint keepaliveDeadline_;
+    std::optional<uint32_t> keepaliveOut_; // sequence number of the one that is unanswered
+    uint64_t alarms_ = 0;
+};

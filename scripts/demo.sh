@@ -1,0 +1,77 @@
+#!/bin/bash
+# From nothing to a picture: a bench camera and the server beside it in the sandbox, a recorder at the
+# other end of the camera's network. Leaves demo/: two clips, a snapshot, the logs. Needs ./run build.
+set -eu
+cd "$(dirname "$0")/.."
+seconds=${DEMO_SECONDS:-10}
+
+scene() { # runs inside the sandbox
+    local camera_pid extra_pid status=0
+    # The camera's own lines and the server's standard output in one log, the server's diagnostics in another.
+    build/bin/velmora-bench-camera --clips build/clips --server build/bin/Velmora_server \
+        > demo/camera.log 2> demo/server.log &
+    camera_pid=$!
+    for _ in $(seq 200); do # until the server listens
+        if on-recorder-side build/bin/velmora info "$CAMERA" > demo/login.txt 2> demo/recorder.log; then
+            break
+        fi
+        kill -0 $camera_pid || { echo "demo: the bench camera ended; see demo/camera.log" >&2 && return 1; }
+        sleep 0.1
+    done
+    cat demo/login.txt
+    on-recorder-side build/bin/velmora live "$CAMERA" --stream extra -o demo/extra.mp4 \
+        --duration "$seconds" --json > demo/extra.json 2>> demo/recorder.log &
+    extra_pid=$!
+    on-recorder-side build/bin/velmora live "$CAMERA" --stream main -o demo/main.mkv \
+        --duration "$seconds" --json > demo/main.json || status=1
+    wait $extra_pid || status=1
+    on-recorder-side build/bin/velmora snapshot "$CAMERA" demo/snapshot.png || status=1
+    kill $camera_pid
+    wait $camera_pid || status=1
+    return $status
+}
+
+check_clip() { # FILE CODEC SIZE MIN_FRAMES: prints one row; fails when the clip is not what was played
+    local file=$1 codec size frames errors audio
+    # Every frame is decoded and counted; what the decoder says goes to standard error.
+    IFS=, read -r codec size frames < <(ffprobe -v error -select_streams v:0 -count_frames \
+        -show_entries stream=codec_name,width,height,nb_read_frames -of csv=p=0 "$file" 2> demo/decode.log |
+        awk -F, '{print $1 "," $2 "x" $3 "," $4}')
+    audio=$(ffprobe -v error -select_streams a:0 -show_entries stream=codec_name -of csv=p=0 "$file")
+    errors=$(grep -c . demo/decode.log || true)
+    printf '%-16s %-6s %-10s %6s   %-10s %6s
+' "$file" "$codec" "$size" "$frames" "$audio" "$errors"
+    [ "$codec" = "$2" ] && [ "$size" = "$3" ] && [ "$frames" -ge "$4" ] && [ "$errors" -eq 0 ] && [ -n "$audio" ]
+}
+
+if [ "${1-}" = --scene ]; then
+    scene
+    exit
+fi
+
+rm -rf demo && mkdir demo
+tests/sandbox.sh scripts/demo.sh --scene
+
+failed=0
+printf '\n%-16s %-6s %-10s %6s   %-10s %6s\n' clip video size frames audio errors
+# Nothing is lost on the way: as many frames as the seconds hold, less those before the first key frame.
+check_clip demo/main.mkv hevc 1920x1080 $((seconds * 20)) || failed=1
+check_clip demo/extra.mp4 h264 720x480 $((seconds * 20)) || failed=1
+snapshot=$(ffprobe -v error -show_entries stream=codec_name,width,height -of csv=p=0 demo/snapshot.png)
+printf '%-16s %s\n' demo/snapshot.png "$snapshot"
+[ "$snapshot" = png,1920,1080 ] || failed=1
+if [ $failed -ne 0 ]; then
+    echo 'demo: what was recorded is not what was played; see the logs in demo/' >&2
+    exit 1
+fi
+cat <<'TEXT'
+
+Watch demo/main.mkv in any player, or look at demo/snapshot.png. To try it yourself, in a sandbox:
+
+  tests/sandbox.sh bash
+  build/bin/velmora-bench-camera --clips build/clips --server build/bin/Velmora_server 2> server.log &
+  on-recorder-side build/bin/velmora live $CAMERA -o - --duration 10 | ffprobe -
+  on-recorder-side build/bin/velmora raw $CAMERA 1006
+
+docs/protocol.md tells what goes over the wire, docs/ipc.md what the camera's processes share.
+TEXT

@@ -1,0 +1,72 @@
+#include "server/keeper_feed.h"
+
+#include <cstring>
+#include <ctime>
+
+#include "common/clock.h"
+#include "common/keeper_block.h"
+#include "common/log.h"
+#include "common/sysv_ipc.h"
+#include "common/thread.h"
+
+namespace {
+
+constexpr uint32_t kFeedPeriodMs = 2000;
+
+int g_shmId = -1;                   // -1: the block cannot be used
+KeeperSlot g_slots[kKeeperSlots]{}; // this process's copy
+
+// A segment that somebody else made too small for the slots is none of ours.
+bool HoldsTheSlots(int shmId)
+{
+    return IpcShareMemBytes(shmId) >= sizeof g_slots && static_cast<bool>(ShmAttachment(shmId));
+}
+
+[[noreturn]] void* KeeperFeedThread(void*)
+{
+    (void)libKeeperInit(); // the writes below report a block that cannot be used
+    for (;;) {
+        (void)KeeperDataWrite(kKeeperSlotVelmora);
+        SleepMs(kFeedPeriodMs);
+    }
+}
+
+} // namespace
+
+int libKeeperInit()
+{
+    if (g_shmId >= 0) {
+        LogTrace("%s %d: %s has already init!\n", __func__, __LINE__, "libKeeper");
+        return 0;
+    }
+    const int shmId = IpcShareMemInit(kKeeperKey, kKeeperBlockBytes, kKeeperBlockMode);
+    if (shmId < 0 || !HoldsTheSlots(shmId))
+        return -1;
+    g_shmId = shmId;
+    return 0;
+}
+
+int KeeperDataWrite(uint32_t source)
+{
+    if (source >= kKeeperSlots) {
+        LogTrace("%s %d: source  %d is wrong!\n", __func__, __LINE__, source);
+        return -1;
+    }
+    const ShmAttachment block(g_shmId);
+    if (!block) {
+        LogTrace("%s %d: gShmId %d has something wrong!\n", __func__, __LINE__, g_shmId);
+        return -1;
+    }
+    KeeperSlot& slot = g_slots[source];
+    uint8_t* const shared = block.get() + source * sizeof slot;
+    memcpy(&slot, shared, sizeof slot); // the status is the keeper's and goes back as it was
+    slot.ulTime = static_cast<uint32_t>(time(nullptr));
+    memcpy(shared, &slot, sizeof slot);
+    return 0;
+}
+
+void StartKeeperFeed()
+{
+    if (const int error = StartDetachedThread("KeeperFeed", KeeperFeedThread, nullptr))
+        LogError("%s %d: Start thread error. errno = %d\n", __func__, __LINE__, error);
+}

@@ -1,0 +1,83 @@
+// Captures what is written to a descriptor (standard output, standard error) for a scope.
+#pragma once
+
+#include <gtest/gtest.h>
+#include <sys/mman.h>
+#include <sys/stat.h>
+#include <unistd.h>
+
+#include <chrono>
+#include <cstdio>
+#include <functional>
+#include <sstream>
+#include <string>
+#include <thread>
+#include <vector>
+
+#include "common/log.h"
+#include "common/unique_fd.h"
+
+class CapturedOutput {
+  public:
+    explicit CapturedOutput(std::vector<int> fds = {STDERR_FILENO})
+        : fds_(std::move(fds)), file_(memfd_create("captured", MFD_CLOEXEC))
+    {
+        LogInit("test", 0);
+        fflush(stdout);
+        for (const int fd : fds_) {
+            saved_.emplace_back(dup(fd));
+            dup2(file_.get(), fd);
+        }
+    }
+    ~CapturedOutput()
+    {
+        fflush(stdout);
+        for (size_t i = 0; i < fds_.size(); ++i)
+            dup2(saved_[i].get(), fds_[i]);
+    }
+    CapturedOutput(const CapturedOutput&) = delete;
+    CapturedOutput& operator=(const CapturedOutput&) = delete;
+
+    // Everything written so far.
+    [[nodiscard]] std::string Text() const
+    {
+        fflush(stdout);
+        struct stat status {};
+        fstat(file_.get(), &status);
+        std::string text(static_cast<size_t>(status.st_size), '\0');
+        text.resize(static_cast<size_t>(pread(file_.get(), text.data(), text.size(), 0)));
+        return text;
+    }
+    // The same with N for the source line, which is the number behind the first name of a line.
+    [[nodiscard]] std::string Lines() const
+    {
+        std::string lines;
+        std::istringstream text(Text());
+        for (std::string line; std::getline(text, line); lines += line + '\n') {
+            const size_t number = line.find_first_of("0123456789");
+            const size_t end = line.find_first_not_of("0123456789", number);
+            if (number != std::string::npos && number > 0 && end != std::string::npos &&
+                line[number - 1] == ' ' && (line[end] == ':' || line[end] == ' '))
+                line.replace(number, end - number, "N");
+        }
+        return lines;
+    }
+    [[nodiscard]] bool Has(const std::string& line) const { return Lines().find(line) != std::string::npos; }
+
+  private:
+    std::vector<int> fds_;
+    UniqueFd file_;
+    std::vector<UniqueFd> saved_;
+};
+
+// Waits for an event that other threads bring about; false when it has not come after ten seconds.
+inline bool WaitUntil(const std::function<bool()>& hasHappened)
+{
+    const auto deadline = std::chrono::steady_clock::now() + std::chrono::seconds(10);
+    while (!hasHappened()) {
+        if (std::chrono::steady_clock::now() > deadline)
+            return false;
+        std::this_thread::sleep_for(std::chrono::milliseconds(1));
+    }
+    return true;
+}

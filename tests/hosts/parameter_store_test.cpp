@@ -1,0 +1,272 @@
+#include "hosts/parameter_store.h"
+
+#include <gtest/gtest.h>
+#include <unistd.h>
+
+#include <cstring>
+#include <filesystem>
+#include <fstream>
+#include <map>
+
+namespace {
+
+using Block = std::vector<uint8_t>;
+
+struct Camera {
+    explicit Camera(const std::string& stateFile = "") : store(block.data(), stateFile) {}
+    Block block = Block(kSysConfigBytes);
+    ParameterStore store;
+
+    int32_t Apply(uint32_t field, const Block& value) { return store.Apply(field, value); }
+    [[nodiscard]] std::string TextAt(size_t offset) const
+    {
+        return reinterpret_cast<const char*>(block.data() + offset);
+    }
+};
+
+class StateFile {
+  public:
+    StateFile() { Remove(); }
+    ~StateFile() { Remove(); }
+    StateFile(const StateFile&) = delete;
+    StateFile& operator=(const StateFile&) = delete;
+    [[nodiscard]] const std::string& path() const { return path_; }
+    void Write(const std::string& text) const { std::ofstream(path_) << text; }
+    [[nodiscard]] std::string Read() const
+    {
+        std::ifstream file(path_);
+        return {std::istreambuf_iterator<char>(file), std::istreambuf_iterator<char>()};
+    }
+
+  private:
+    void Remove() const
+    {
+        for (const char* suffix : {"", ".corrupt", ".new"})
+            std::filesystem::remove(path_ + suffix);
+    }
+    std::string path_ =
+        std::filesystem::temp_directory_path() / ("velmora-state-" + std::to_string(getpid()) + ".json");
+};
+
+// Field, bytes of its value, and the place in the block with its width.
+const struct PlaceCase {
+    uint32_t field;
+    size_t valueBytes;
+    size_t offset;
+    size_t blockBytes;
+} kPlaces[] = {
+    {4101, 2, 1108, 2},     {4102, 2, 1110, 2}, {4103, 2, 1198, 2}, {4104, 2, 1196, 2}, {4107, 1, 1208, 1},
+    {4108, 2, 1210, 2},     {4109, 1, 6197, 1}, {4111, 1, 1300, 1}, {4112, 1, 1301, 1}, {4113, 1, 1302, 1},
+    {4114, 1, 1303, 1},     {4116, 1, 1305, 1}, {4118, 1, 1307, 1}, {4119, 1, 1308, 1}, {4120, 1, 1309, 1},
+    {4121, 1, 1310, 1},     {4122, 1, 1311, 1}, {4123, 1, 1312, 1}, {4124, 1, 1313, 1}, {4131, 1, 1320, 1},
+    {4132, 1, 1322, 1},     {4133, 1, 1323, 1}, {4134, 1, 1324, 1}, {4135, 1, 1325, 1}, {4136, 1, 1326, 1},
+    {4137, 1, 1327, 1},     {4139, 1, 1329, 1}, {4141, 1, 1331, 1}, {4142, 1, 1332, 1}, {4143, 1, 1403, 1},
+    {4144, 1, 1382, 1},     {4385, 1, 1401, 1}, {4147, 4, 1335, 1}, {4148, 4, 1336, 1}, {4149, 4, 1337, 1},
+    {4151, 4, 1340, 4},     {4152, 4, 1344, 4}, {4153, 4, 1348, 4}, {4154, 4, 1352, 4}, {4155, 4, 1356, 4},
+    {4156, 4, 1360, 4},     {4157, 4, 1364, 1}, {4158, 4, 1365, 1}, {4159, 4, 1366, 1}, {4160, 4, 3472, 2},
+    {4161, 4, 3474, 2},     {4162, 4, 3630, 2}, {4163, 4, 3632, 2}, {4164, 4, 3788, 2}, {4165, 4, 3790, 2},
+    {4172, 4, 3436, 4},     {4173, 4, 3448, 4}, {4174, 4, 3460, 4}, {4212, 1, 2104, 1}, {4214, 1, 2106, 1},
+    {4217, 128, 2116, 128}, {4218, 1, 7075, 1}, {4253, 1, 2440, 1}, {4254, 1, 2441, 1}, {4258, 1, 2448, 1},
+    {4259, 1, 2449, 1},     {4260, 1, 2450, 1}, {4261, 1, 2451, 1}, {4300, 1, 1158, 1}, {4303, 1, 1170, 1},
+    {4304, 4, 1212, 4},     {4305, 4, 1216, 4}, {4387, 1, 1202, 1}, {4388, 2, 1200, 2}, {4389, 1, 1206, 1},
+    {4390, 2, 1204, 2},     {4391, 1, 1168, 1}, {4399, 1, 1169, 1}, {4402, 1, 1159, 1},
+};
+
+TEST(ParameterStore, AppliesEachFieldAtItsPlaceAndNothingElse)
+{
+    for (const PlaceCase& place : kPlaces) {
+        SCOPED_TRACE(place.field);
+        Camera camera;
+        Block value(place.valueBytes, 0);
+        for (size_t i = 0; i < place.blockBytes; ++i)
+            value[i] = static_cast<uint8_t>(0x29 + i);
+        Block expected = camera.block;
+        memcpy(expected.data() + place.offset, value.data(), place.blockBytes);
+        EXPECT_EQ(camera.Apply(place.field, value), 0);
+        EXPECT_TRUE(camera.block == expected);
+
+        for (const size_t wrong : {place.valueBytes - 1, place.valueBytes + 1}) {
+            EXPECT_EQ(camera.Apply(place.field, Block(wrong, 0x11)), -1) << wrong << " bytes";
+            EXPECT_TRUE(camera.block == expected);
+        }
+        if (place.blockBytes < place.valueBytes) {
+            value[place.blockBytes] = 1;
+            EXPECT_EQ(camera.Apply(place.field, value), -1) << "larger than the block can hold";
+            EXPECT_TRUE(camera.block == expected);
+        }
+    }
+}
+
+TEST(ParameterStore, KeepsTextsWithinTheirFields)
+{
+    const struct {
+        uint32_t field;
+        size_t offset;
+        size_t mostChars;
+        size_t mostBytes;
+    } kTexts[] = {{4145, 1912, 63, 100}, {4299, 1117, 40, 64}};
+    for (const auto& text : kTexts) {
+        SCOPED_TRACE(text.field);
+        Camera camera;
+        const uint8_t behind = camera.block[text.offset + text.mostChars + 1];
+        EXPECT_EQ(camera.Apply(text.field, Block(text.mostBytes, 'x')), 0);
+        EXPECT_EQ(camera.TextAt(text.offset), std::string(text.mostChars, 'x'));
+        EXPECT_EQ(camera.block[text.offset + text.mostChars + 1], behind);
+        EXPECT_EQ(camera.Apply(text.field, {'a', 'b', 0, 'c'}), 0);
+        EXPECT_EQ(camera.TextAt(text.offset), "ab");
+        EXPECT_EQ(camera.Apply(text.field, Block(text.mostBytes + 1, 'x')), -1);
+        EXPECT_EQ(camera.TextAt(text.offset), "ab");
+        EXPECT_EQ(camera.Apply(text.field, {}), 0);
+        EXPECT_EQ(camera.TextAt(text.offset), "");
+    }
+}
+
+Block TourRecord(uint8_t channel, uint8_t tour, size_t point)
+{
+    Block record(980, 0);
+    record[0] = channel;
+    record[1] = tour;
+    uint8_t* const p = record.data() + 68 + 28 * point;
+    p[2] = 0x77; // the byte that is only passed on
+    p[4] = 1;    // enable
+    p[5] = 200;  // preset
+    p[6] = 50;   // step
+    p[8] = 5;    // dwell time
+    return record;
+}
+
+TEST(ParameterStore, SpreadsATourOverItsPoints)
+{
+    const uint8_t entry[] = {200, 0, 0, 0, 5, 50, 1, 0x77};
+    for (const auto& [channel, tour, point] : {std::array<uint8_t, 3>{0, 0, 0}, {0, 3, 15}, {1, 31, 15}}) {
+        Camera camera;
+        Block expected = camera.block;
+        memcpy(expected.data() + 68708 + ((32 * channel + tour) * 16 + point) * 8, entry, sizeof entry);
+        EXPECT_EQ(camera.Apply(4335, TourRecord(channel, tour, point)), 0);
+        EXPECT_TRUE(camera.block == expected);
+    }
+    Camera camera;
+    const Block before = camera.block;
+    EXPECT_EQ(camera.Apply(4335, TourRecord(2, 0, 0)), -1);
+    EXPECT_EQ(camera.Apply(4335, TourRecord(0, 32, 0)), -1);
+    EXPECT_EQ(camera.Apply(4335, Block(979, 0)), -1);
+    EXPECT_TRUE(camera.block == before);
+}
+
+Block Account(const std::string& name, const std::string& password)
+{
+    Block record(68, 0);
+    memcpy(record.data(), name.data(), name.size());
+    memcpy(record.data() + 32, password.data(), password.size());
+    record[64] = 2;
+    return record;
+}
+
+TEST(ParameterStore, KeepsTheListOfUsers)
+{
+    Camera camera;
+    ASSERT_EQ(camera.TextAt(4), "admin");
+    EXPECT_EQ(camera.Apply(8195, Account("eve", "one")), 0);
+    EXPECT_EQ(camera.Apply(8195, Account("eve", "two")), -1) << "the name is taken";
+    EXPECT_EQ(camera.TextAt(72), "eve");
+    EXPECT_EQ(camera.TextAt(72 + 32), "one");
+    EXPECT_EQ(camera.Apply(8197, Account("eve", "two")), 0);
+    EXPECT_EQ(camera.TextAt(72 + 32), "two");
+    EXPECT_EQ(camera.Apply(8196, Account("bob", "")), -1);
+    EXPECT_EQ(camera.Apply(8196, Account("eve", "")), 0);
+    EXPECT_EQ(camera.TextAt(72), "");
+    EXPECT_EQ(camera.Apply(8195, Account("", "x")), -1);
+    for (int i = 0; i < 15; ++i)
+        EXPECT_EQ(camera.Apply(8195, Account("user" + std::to_string(i), "")), 0);
+    EXPECT_EQ(camera.Apply(8195, Account("one too many", "")), -1);
+}
+
+TEST(ParameterStore, FindsItsSettingsAgainAfterARestart)
+{
+    const StateFile file;
+    const std::map<uint32_t, Block> changes = {
+        {4101, {0x90, 0x1F}},        {4145, {'h', 'e', 'x', ':', 'a', '"', '\n'}},
+        {4154, {0, 0, 0, 0x80}},     {4217, Block(128, 0xA5)},
+        {4335, TourRecord(1, 7, 2)}, {8195, Account("eve", "secret")},
+        {4096, {192, 0, 2, 1}},      {4300, {0}},
+    };
+    Block before;
+    {
+        Camera camera(file.path());
+        for (const auto& [field, value] : changes)
+            EXPECT_EQ(camera.Apply(field, value), 0) << field;
+        EXPECT_EQ(camera.Apply(4200, {1, 2, 3}), 0) << "a field that only the state knows";
+        EXPECT_EQ(camera.Apply(4102, {1}), -1);
+        before = camera.block;
+    }
+    const std::string text = file.Read();
+    EXPECT_NE(text.find("\"4101\":\t8080"), std::string::npos) << text;
+    EXPECT_NE(text.find("\"4096\":\t\"hex:c0000201\""), std::string::npos) << text;
+    EXPECT_NE(text.find("\"4200\":\t\"hex:010203\""), std::string::npos) << text;
+    EXPECT_EQ(text.find("4102"), std::string::npos) << "refused, so not kept";
+
+    Camera again(file.path());
+    EXPECT_TRUE(again.block == before);
+    EXPECT_EQ(again.Apply(4101, {80, 0}), 0);
+    EXPECT_NE(file.Read().find("hex:010203"), std::string::npos) << "what no place needs survives too";
+
+    EXPECT_EQ(again.Apply(4395, {1}), 0);
+    EXPECT_TRUE(again.block == Camera().block) << "factory default";
+    EXPECT_TRUE(Camera(file.path()).block == Camera().block);
+}
+
+TEST(ParameterStore, SurvivesAnyStateFile)
+{
+    const struct {
+        const char* name;
+        const char* text;
+        bool setAside;
+    } kFiles[] = {
+        {"NotJson", "{\"4101\": 80", true},
+        {"Empty", "", true},
+        {"NoObject", "[1, 2]", true},
+        {"NumbersOutOfRange", R"({"4101": -1, "4102": 65536, "4104": 1.5, "4300": 49, "4154": 1e300})",
+         false},
+        {"WrongKinds", R"({"4101": "80x", "4145": 7, "4217": "hex:00", "4101x": {}, "4103": null})", false},
+        {"BadHex", R"({"4217": "hex:0g", "4096": "hex:1", "4335": "hex:", "users": "hex:00"})", false},
+    };
+    const Block defaults = Camera().block;
+    for (const auto& file : kFiles) {
+        SCOPED_TRACE(file.name);
+        const StateFile state;
+        state.Write(file.text);
+        Camera camera(state.path());
+        EXPECT_TRUE(camera.block == defaults);
+        EXPECT_EQ(std::filesystem::exists(state.path() + ".corrupt"), file.setAside);
+        EXPECT_EQ(camera.Apply(4101, {0x90, 0x1F}), 0);
+        EXPECT_EQ(Camera(state.path()).block[1108], 0x90) << "later changes are kept";
+    }
+}
+
+TEST(ParameterStore, GoesOnWhenTheStateFileCannotBeWritten)
+{
+    Camera camera("/nonexistent/state.json");
+    EXPECT_EQ(camera.Apply(4101, {0x90, 0x1F}), 0);
+    EXPECT_EQ(camera.block[1108], 0x90);
+}
+
+TEST(ParameterStore, ReportsWhatIsPlayed)
+{
+    Camera camera;
+    camera.store.SetStream(1, {kCodecH265, 1280, 720, 30, 2000000, 60});
+    EXPECT_EQ(camera.block[1336], 3);
+    const std::map<size_t, uint32_t> words = {{1344, 30}, {1356, 2000000}, {3448, 60}};
+    for (const auto& [offset, expected] : words) {
+        uint32_t word = 0;
+        memcpy(&word, camera.block.data() + offset, sizeof word);
+        EXPECT_EQ(word, expected) << offset;
+    }
+    uint16_t size[2] = {};
+    memcpy(size, camera.block.data() + 3630, sizeof size);
+    EXPECT_EQ(size[0], 1280);
+    EXPECT_EQ(size[1], 720);
+    EXPECT_EQ(camera.Apply(4395, {1}), 0);
+    EXPECT_EQ(camera.block[1336], 3) << "factory defaults do not change what is played";
+}
+
+} // namespace

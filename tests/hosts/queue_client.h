@@ -1,0 +1,50 @@
+// The other end of a System V queue, and other small helpers of tests with real IPC objects.
+#pragma once
+
+#include <gtest/gtest.h>
+#include <sys/ipc.h>
+#include <sys/msg.h>
+#include <sys/shm.h>
+
+#include <algorithm>
+#include <vector>
+
+// Sends 32-bit words as a message of the type; waits for nothing.
+inline void SendWords(key_t key, long type, const std::vector<uint32_t>& words)
+{
+    struct {
+        long type;
+        uint32_t word[64];
+    } message{};
+    message.type = type;
+    std::copy(words.begin(), words.end(), message.word);
+    ASSERT_EQ(msgsnd(msgget(key, 0), &message, words.size() * 4, 0), 0);
+}
+
+// The next message of the type; blocks until it comes.
+inline std::vector<uint32_t> ReceiveWords(key_t key, long type)
+{
+    struct {
+        long type;
+        uint32_t word[64];
+    } message{};
+    const ssize_t bytes = msgrcv(msgget(key, 0), &message, sizeof message.word, type, 0);
+    EXPECT_GE(bytes, 0);
+    return {message.word, message.word + (bytes < 0 ? 0 : bytes / 4)};
+}
+
+inline size_t MessagesInQueue(key_t key)
+{
+    msqid_ds status{};
+    return msgctl(msgget(key, 0), IPC_STAT, &status) == 0 ? status.msg_qnum : SIZE_MAX;
+}
+
+inline bool SegmentExists(key_t key)
+{
+    return shmget(key, 0, 0) >= 0;
+}
+
+inline uint8_t* AttachSegment(key_t key)
+{
+    return static_cast<uint8_t*>(shmat(shmget(key, 0, 0), nullptr, 0));
+}
