@@ -3,7 +3,6 @@
 #include <sys/msg.h>
 #include <sys/shm.h>
 
-#include <atomic>
 #include <cstring>
 
 #include "common/little_endian.h"
@@ -118,7 +117,7 @@ void FakeMediaHost::Put(uint32_t stream, const DataInfo& header, std::string_vie
 
 DataInfo FakeMediaHost::At(uint32_t stream, uint32_t position) const
 {
-    std::atomic_thread_fence(std::memory_order_acquire);
+    __sync_synchronize();
     return LoadLe<DataInfo>(rings_[stream].memory.get() + position);
 }
 
