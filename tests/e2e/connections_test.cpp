@@ -113,22 +113,28 @@ TEST_F(Idle, ASilentMediaConnectionEndsItsSession)
     other.Ask(kKeepaliveReq);
 }
 
-TEST_F(Idle, KeepalivesAndVideoKeepASession)
+TEST_F(Idle, WhateverIsSentOrReceivedKeepsASession)
 {
     Watcher watcher;
+    ProtocolClient unanswered;
+    unanswered.Login();
+    MediaReader noisy(/* session= */ 77, "Extra");
     const auto begin = Clock::now();
     ProtocolClient silent;
     silent.Login();
     int round = 0;
-    ExpectIdledOut(silent, begin, [&] { // a command every 20 s, a frame every 5 s
+    ExpectIdledOut(silent, begin, [&] { // a keepalive every 20 s, the rest every 5 s
         if (round++ % 4 == 0)
             watcher.command.Ask(kKeepaliveReq);
         const auto gop = MakeGop();
         media->Publish(kMainStream, gop);
         ExpectFrames(watcher.media, gop);
+        unanswered.Send(9999);
+        noisy.client.SendBytes("noise");
     });
     watcher.command.Ask(kKeepaliveReq);
-    EXPECT_FALSE(watcher.media.client.HasInput());
+    unanswered.Ask(kKeepaliveReq);
+    EXPECT_FALSE(watcher.media.client.HasInput() || noisy.client.HasInput());
 }
 
 TEST_F(Connections, WhatIsSentToAClaimedConnectionIsDropped)

@@ -104,7 +104,6 @@ TEST_F(Hosts, TheReaderFindsItsStartWhateverIsAnswered)
         {"AtItsEnd", 2, {{.position = 0x400000}}},
         {"InTheLastBytesOfTheSegment", 1, {{.position = 0x3FFFFF}}},
         {"NoRecord", 1, {{.position = 1}}},
-        {"ToAnotherQuery", 1, {{.foreignFirst = true}}},
         {"WithoutNamingTheQuery", 1, std::vector<Answer>(1000, {.withoutNaming = true})},
         {"NotAtAll", 3, {{.silent = true}, {.silent = true}}}, // the query died with its host
     };

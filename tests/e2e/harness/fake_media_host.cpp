@@ -3,7 +3,6 @@
 #include <sys/msg.h>
 #include <sys/shm.h>
 
-#include <atomic>
 #include <cstring>
 
 #include "common/little_endian.h"
@@ -111,14 +110,14 @@ void FakeMediaHost::Release(uint32_t stream, uint32_t position)
     SetFlag(rings_[stream].memory.get() + position, kFlagFrame);
 }
 
-void FakeMediaHost::Put(uint32_t stream, const DataInfo& header)
+void FakeMediaHost::Put(uint32_t stream, const DataInfo& header, std::string_view payload)
 {
-    Write(rings_[stream].memory.get() + rings_[stream].position, header);
+    Write(rings_[stream].memory.get() + rings_[stream].position, header, payload);
 }
 
 DataInfo FakeMediaHost::At(uint32_t stream, uint32_t position) const
 {
-    std::atomic_thread_fence(std::memory_order_acquire);
+    __sync_synchronize();
     return LoadLe<DataInfo>(rings_[stream].memory.get() + position);
 }
 
@@ -148,10 +147,10 @@ void FakeMediaHost::AnswerQueries()
     while (msgrcv(queue_, &message, PositionMessage::kTextBytes, kPositionRequestType, 0) >= 0) {
         const Answer answer = ChooseAnswer(message);
         message.type = static_cast<long>(message.word[kWordClientType]);
-        if (answer.foreignFirst) {
+        if (answer.foreignPosition) {
             PositionMessage foreign = message;
             foreign.word[kWordStream] = kThirdStream;
-            foreign.word[kWordResult] = kRecordBytes;
+            foreign.word[kWordResult] = *answer.foreignPosition;
             send(foreign);
         }
         if (answer.withoutNaming)

@@ -17,9 +17,9 @@
 // How one position query is answered, where not honestly.
 struct Answer {
     std::optional<uint32_t> position = {};
-    bool silent = false;        // the query is taken and forgotten
-    bool foreignFirst = false;  // an answer to some other query comes first
-    bool withoutNaming = false; // the answer does not repeat the query's words
+    bool silent = false;                          // the query is taken and forgotten
+    std::optional<uint32_t> foreignPosition = {}; // of an answer to some other query that comes first
+    bool withoutNaming = false;                   // the answer does not repeat the query's words
 };
 
 class FakeMediaHost {
@@ -36,8 +36,8 @@ class FakeMediaHost {
     // Its two halves: writes everything but the first record's flag, and writes that flag.
     void Prepare(uint32_t stream, uint32_t position, const std::vector<Frame>& frames);
     void Release(uint32_t stream, uint32_t position);
-    // Puts a header where the next record was announced, its flag last; the place stays the next one.
-    void Put(uint32_t stream, const DataInfo& header);
+    // Puts a record where the next one was announced, its flag last; the place stays the next one.
+    void Put(uint32_t stream, const DataInfo& header, std::string_view payload = {});
     [[nodiscard]] DataInfo At(uint32_t stream, uint32_t position) const; // copy of the header there
     [[nodiscard]] uint32_t position(uint32_t stream) const { return rings_[stream].position; }
     [[nodiscard]] uint32_t serial(uint32_t stream) const { return rings_[stream].serial; }

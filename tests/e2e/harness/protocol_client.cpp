@@ -212,11 +212,14 @@ ReceivedFrame MediaReader::ReadFrame()
         isAudio ? LoadLe<uint16_t>(body.data() + 6) : LoadLe<uint32_t>(body.data() + subHeaderBytes - 4);
     frame.bodies.push_back(body.size());
     frame.bytes = body.substr(subHeaderBytes);
-    while (frame.bytes.size() < length) {
+    const size_t limit = isAudio ? 168 : 32768;
+    while (frame.bytes.size() < length && body.size() == limit) {
         body = ReadMessage();
         frame.bodies.push_back(body.size());
         frame.bytes += body;
     }
+    if (frame.bytes.size() != length || body.size() > limit)
+        throw std::runtime_error("a frame is cut into messages of a wrong size");
     return frame;
 }
 

@@ -42,6 +42,10 @@ const char* ServerProcess::Path()
 ServerProcess::ServerProcess(std::vector<std::string> arguments)
     : log_(memfd_create("log", MFD_CLOEXEC)), output_(memfd_create("output", MFD_CLOEXEC))
 {
+    // Or two threads that write at once could put their lines in one place: a file in memory has no lock
+    // on its position.
+    fcntl(log_.get(), F_SETFL, O_APPEND);
+    fcntl(output_.get(), F_SETFL, O_APPEND);
     std::string path = Path();
     std::vector<char*> argv{path.data()};
     for (std::string& argument : arguments)
