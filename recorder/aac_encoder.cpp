@@ -15,7 +15,7 @@ namespace {
 
 constexpr int64_t kBitRate = 24'000;
 // Sound may be this far from where the samples so far put it before it is moved.
-constexpr int64_t kToleratedSamples = kAudioSampleRate / 5;
+constexpr int64_t kToleratedSamples = kAudioSampleRate / 10;
 
 void Check(int result, const char* what)
 {

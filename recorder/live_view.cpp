@@ -96,6 +96,8 @@ void LiveView::Count(Feed& feed, const Frame& frame, TimePoint arrival)
 {
     StreamStats& stats = feed.stats;
     stats.bytes += frame.payload.size();
+    if (frame.kind != kKeyFrame && stats.keyFrames == 0)
+        stats.earlyBytes += frame.payload.size();
     if (frame.kind == kAudioFrame) {
         stats.audioFrames++;
         return;

@@ -21,6 +21,7 @@ struct StreamStats {
     uint64_t earlyFrames = 0; // video before the first key frame, which nobody can show
     uint64_t audioFrames = 0;
     uint64_t bytes = 0;       // of all frames, without headers
+    uint64_t earlyBytes = 0;  // of those that came before the first key frame
     TimePoint firstPicture{}; // arrival of the first key frame
     TimePoint lastPicture{};  // arrival of the latest video frame since
     uint64_t frames() const { return keyFrames + otherFrames; }

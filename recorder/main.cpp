@@ -34,7 +34,7 @@ void AddCommonOptions(CLI::App& app, CommonOptions& common)
 {
     app.add_option("HOST", common.host, "HOST[:PORT] of the camera, port 9000 when left out")->required();
     app.add_option("--timeout", common.timeoutSeconds, "Longest wait for the camera, in seconds")
-        ->check(CLI::Range(0.1, 3600.0))
+        ->check(SecondsBetween(0.1, 3600))
         ->capture_default_str();
     app.add_flag("--json", common.json, "Answer in JSON, for machines");
 }

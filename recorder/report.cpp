@@ -25,9 +25,10 @@ double Seconds(const StreamStats& stats)
     return std::chrono::duration<double>(stats.lastPicture - stats.firstPicture).count();
 }
 
-double KilobitRate(uint64_t bytes, double seconds)
+// What came before the first picture came in no time that is counted.
+double KilobitRate(const StreamStats& stats, double seconds)
 {
-    return seconds > 0 ? static_cast<double>(bytes) * 8 / 1000 / seconds : 0;
+    return seconds > 0 ? static_cast<double>(stats.bytes - stats.earlyBytes) * 8 / 1000 / seconds : 0;
 }
 
 // Three decimal places: more would be noise, and a person may read the JSON too.
@@ -85,7 +86,7 @@ std::string StreamText(const StreamSummary& stream)
     text += Format("  %" PRIu64 " frames (%" PRIu64 " key), %" PRIu64 " audio, %" PRIu64 " bytes, "
                    "%.1f fps, %.0f kbit/s\n",
                    stats.frames(), stats.keyFrames, stats.audioFrames, stats.bytes, FrameRate(stats),
-                   KilobitRate(stats.bytes, Seconds(stats)));
+                   KilobitRate(stats, Seconds(stats)));
     text += Format("  %" PRIu64 " gaps, %" PRIu64 " damaged, %" PRIu64 " dropped\n", stream.counters.gaps,
                    stream.counters.damaged, stream.dropped);
     for (const std::string& file : stream.files)
@@ -104,7 +105,7 @@ std::string ProgressLine(const RecordingOptions& options, const LiveView& view, 
             stats.frames() == 0 ? 0 : std::chrono::duration<double>(now - stats.firstPicture).count();
         line += Format("%s%s %.1f s %" PRIu64 " frames %.1f fps %.0f kbit/s %" PRIu64 " gaps",
                        line.empty() ? "" : " | ", options.streams[i].stream->option, seconds, stats.frames(),
-                       FrameRate(stats), KilobitRate(stats.bytes, seconds), view.counters(i).gaps);
+                       FrameRate(stats), KilobitRate(stats, seconds), view.counters(i).gaps);
     }
     return line;
 }

@@ -56,6 +56,13 @@ std::string SessionText(uint32_t id)
     return text;
 }
 
+// A camera answers every login, but ignores ids that it does not know.
+std::string Unanswered(uint16_t requestId)
+{
+    return requestId == kLoginReq ? "the login is not answered; perhaps this port speaks another protocol"
+                                  : "request " + std::to_string(requestId) + " is not answered";
+}
+
 void CheckResult(const Reply& reply, const std::string& name)
 {
     const cJSON* result = cJSON_GetObjectItem(reply.json.get(), "Ret");
@@ -124,11 +131,17 @@ Reply Session::Request(uint16_t requestId, std::string_view body)
     WaitForKeepalive(deadline);
     const MessageHeader header = NewHeader(requestId);
     command_.Send(header, body);
-    for (;;) {
-        const Message message = command_.Receive(deadline);
-        if (IsAnswer(message.header, header))
-            return MakeReply(message);
-        Note(message);
+    try {
+        for (;;) {
+            const Message message = command_.Receive(deadline);
+            if (IsAnswer(message.header, header))
+                return MakeReply(message);
+            Note(message);
+        }
+    } catch (const Failure& failure) {
+        if (failure.code() != kExitTimedOut)
+            throw;
+        throw Failure(kExitTimedOut, command_.name() + ": timed out: " + Unanswered(requestId));
     }
 }
 

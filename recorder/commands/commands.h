@@ -23,6 +23,19 @@ struct CommonOptions {
     }
 };
 
+// A number of seconds within limits. "nan" is refused too: it lies outside of no range, and within none.
+inline CLI::Validator SecondsBetween(double least, double most)
+{
+    return {[=](std::string& text) -> std::string {
+                double seconds = 0;
+                if (CLI::detail::lexical_cast(text, seconds) && seconds >= least && seconds <= most)
+                    return {};
+                return "'" + text + "' is no number of seconds from " + CLI::detail::to_string(least) +
+                       " to " + CLI::detail::to_string(most);
+            },
+            "SECONDS"};
+}
+
 using CommandRun = std::function<int()>;
 using AddCommand = CommandRun(CLI::App& app, const CommonOptions& common);
 

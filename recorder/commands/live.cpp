@@ -110,6 +110,6 @@ CommandRun AddLive(CLI::App& app, const CommonOptions& common)
         ->allow_extra_args(false);
     app.add_option("--duration", options->durationSeconds,
                    "Seconds to record, from the first picture; until stopped when left out")
-        ->check(CLI::Range(0.001, 1e8));
+        ->check(SecondsBetween(0.001, 1e8));
     return [options, &common] { return RunLive(*options, common); };
 }

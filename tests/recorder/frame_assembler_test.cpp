@@ -2,8 +2,6 @@
 
 #include <gtest/gtest.h>
 
-#include <random>
-
 #include "tests/recorder/fake_camera.h"
 
 namespace {
@@ -85,44 +83,6 @@ TEST(FrameAssembler, BoundsTheLengthByTheStream)
         EXPECT_EQ(Assemble(assembler, bodies), std::vector<Bytes>{"O" + whole});
         EXPECT_EQ(assembler.counters().damaged, 1U);
     }
-}
-
-TEST(FrameAssembler, KeepsTheKeyFramesSubHeader)
-{
-    FrameAssembler assembler(kMainFrameBytes);
-    const Bytes key = KeyFrame(0x13, 25, 2560, 1440, "k");
-    auto frame = assembler.Add(0, AsBytes(key));
-    ASSERT_TRUE(frame.has_value());
-    frame = assembler.Add(1, AsBytes(AudioFrame("a")));
-    ASSERT_TRUE(frame.has_value());
-    EXPECT_EQ(frame->header.ucCodec, 0x13);
-    EXPECT_EQ(frame->header.ucFrameRate, 25);
-    EXPECT_EQ(frame->header.ucWidth8, 0x40);
-    EXPECT_EQ(frame->header.ucHeight8, 180);
-    EXPECT_EQ(date_time_word::kHour.Get(frame->header.ulDateTime), 14U);
-}
-
-// Any bytes in any order, seeded so that a failure repeats; what it may cost is looked for by sanitizers.
-TEST(FrameAssembler, SurvivesAnything)
-{
-    std::mt19937 random(20250309);
-    FrameAssembler assembler(kExtraFrameBytes);
-    const Bytes kinds("\xFC\xFD\xFA\x00", 4);
-    uint64_t frames = 0;
-    for (uint32_t i = 0; i < 20'000; i++) {
-        Bytes body(random() % 64, '\0');
-        for (char& byte : body)
-            byte = static_cast<char>(random() % 4 == 0 ? random() : 0);
-        if (body.size() > 4 && random() % 2 == 0)
-            body.replace(0, 4, Bytes("\0\0\x01", 3) + kinds[random() % 4]);
-        const auto frame = assembler.Add(i, AsBytes(body));
-        frames += frame.has_value();
-        EXPECT_LE(frame ? frame->payload.size() : 0, kExtraFrameBytes);
-    }
-    EXPECT_GT(frames, 0U);
-    EXPECT_GT(assembler.counters().damaged, 0U);
-    const auto frame = assembler.Add(20'000, AsBytes(OtherFrame("whole")));
-    EXPECT_TRUE(frame.has_value()) << "the next good frame is taken";
 }
 
 } // namespace

@@ -15,7 +15,7 @@ void Pace()
 
 constexpr uint8_t kWireH264 = 2;
 // Long enough for a login on a machine that is busy with other things.
-constexpr milliseconds kSilence{1'500};
+constexpr milliseconds kSilence{1'000};
 
 RecordingOptions Options(uint16_t port, std::vector<RecordingStream> streams)
 {
@@ -81,7 +81,6 @@ TEST(Recording, NamesWhatEndedItAndKeepsAFileThatPlays)
         uint64_t gaps;
         uint64_t damaged;
     } kCases[] = {
-        {"closes", [](Peer&) {}, 20'000, kExitClosed, "closed by the camera", 0, 0},
         {"closes mid-message", [](Peer& p) { p.Send(Wire(1412, 7, p.seqNum, "abc").substr(0, 21)); }, 20'000,
          kExitClosed, "in the middle of a message", 0, 0},
         {"falls silent", [](Peer& p) { p.AwaitClose(); }, kSilence.count(), kExitTimedOut,
@@ -90,8 +89,6 @@ TEST(Recording, NamesWhatEndedItAndKeepsAFileThatPlays)
          kExitNotProtocol, "not this protocol", 0, 0},
         {"skips a number", [](Peer& p) { p.seqNum++, p.SendFrame(OtherFrame("x").substr(0, 8), 32768); },
          20'000, kExitClosed, "closed", 1, 0},
-        {"sends garbage in messages", [](Peer& p) { p.SendFrame("no sub-header", 32768); }, 20'000,
-         kExitClosed, "closed", 0, 1},
         {"an alarm between media is no gap",
          [](Peer& p) { p.Send(Wire(1504, 7, p.seqNum++, "{}")), p.SendFrame("no sub-header", 32768); },
          20'000, kExitClosed, "closed", 0, 1},
@@ -185,29 +182,6 @@ TEST(Recording, RecordsTwoStreamsUntilItIsStopped)
         const auto tracks = ReadBack(folder.File(name));
         ASSERT_EQ(tracks.size(), 2U) << name;
         EXPECT_EQ(tracks[0].decoded, 10) << name;
-    }
-}
-
-TEST(Recording, EndsAfterItsDurationAndWhenTheFileFails)
-{
-    const auto clip = EncodeClip(AV_CODEC_ID_H264, 208, 120, 2, 2);
-    const struct {
-        const char* output;
-        ExitCode code;
-    } kCases[] = {{"", kExitOk}, {"/nowhere/out.mkv", kExitLocal}};
-    for (const auto& c : kCases) {
-        SCOPED_TRACE(c.output);
-        FakeCamera camera({UsualCommand(), [&](Peer& peer) {
-                               peer.Claim();
-                               while (peer.SendFrame(KeyFrame(kWireH264, 25, 208, 120, clip[0].bytes), 32768))
-                                   Pace();
-                           }});
-        RecordingOptions options = Options(camera.port(), {{&FindStream("main"), c.output}});
-        // The failing file ends the recording long before its time.
-        options.duration = milliseconds(c.code == kExitOk ? 50 : 600'000);
-        const TimePoint begin = Clock::now();
-        EXPECT_EQ(RecordQuietly(options).code, c.code);
-        EXPECT_GE(Clock::now() - begin, milliseconds(c.code == kExitOk ? 50 : 0));
     }
 }
 

@@ -64,56 +64,6 @@ TEST(Session, TakesTheAnswerThatMatchesAndNoOther)
     }
 }
 
-TEST(Session, DoesNotWaitForEverWhileOtherMessagesCome)
-{
-    FakeCamera camera({[](Peer& peer) {
-        peer.Read();
-        for (uint32_t i = 0; peer.Send(Wire(1504, 0, i, Bytes(1000, ' '))); i++) {
-        }
-    }});
-    Session session({"127.0.0.1", camera.port()}, milliseconds(1'000));
-    EXPECT_THROW(session.Request(1042, "{}"), Failure);
-    EXPECT_GT(session.alarms(), 0U);
-}
-
-TEST(Session, JudgesTheResultOfALogin)
-{
-    const struct {
-        const char* name;
-        const char* body;
-        ExitCode code;
-        const char* text;
-    } kCases[] = {
-        {"refused", R"({"Ret":203})", kExitCameraError, "result 203"},
-        {"no result", R"({"SessionID":"0x1"})", kExitNotProtocol, "carries no result"},
-        {"result is no number", R"({"Ret":"100"})", kExitNotProtocol, "carries no result"},
-        {"no JSON", "\x01\x02 no", kExitNotProtocol, "carries no result"},
-        {"empty", "", kExitNotProtocol, "carries no result"},
-    };
-    for (const auto& c : kCases) {
-        SCOPED_TRACE(c.name);
-        FakeCamera camera({[&c](Peer& peer) {
-            peer.Answer(1000, c.body);
-            peer.AwaitClose();
-        }});
-        Session session({"127.0.0.1", camera.port()}, kLong);
-        try {
-            session.Login();
-            ADD_FAILURE() << "accepted";
-        } catch (const Failure& failure) {
-            EXPECT_EQ(failure.code(), c.code);
-            EXPECT_NE(std::string(failure.what()).find(c.text), std::string::npos) << failure.what();
-        }
-    }
-}
-
-TEST(Session, RefusesARequestThatTheCameraCouldNotRead)
-{
-    FakeCamera camera({[](Peer& peer) { EXPECT_EQ(peer.Read().id, 0); }});
-    Session session({"127.0.0.1", camera.port()}, kLong);
-    EXPECT_THROW(session.Request(1042, Bytes(10221, ' ')), Failure);
-}
-
 TEST(Session, KeepsItsIntervalWhateverTheCameraNames)
 {
     const struct {
@@ -145,28 +95,6 @@ template <typename Until> void Loop(Session& session, Until until)
             session.Receive();
         session.KeepAlive();
     }
-}
-
-TEST(Session, SendsKeepalivesOneAtATimeAndRequestsBetweenThem)
-{
-    FakeCamera camera({[](Peer& peer) {
-        peer.Login(/* aliveInterval= */ 1);
-        const Request first = peer.Read();
-        EXPECT_EQ(first.id, 1006);
-        EXPECT_EQ(first.session, 7U);
-        EXPECT_EQ(first.body, R"({"Name":"KeepAlive","SessionID":"0x00000007"})");
-        // An alarm first, so that the recorder has something to read while its keepalive is out.
-        peer.Send(Wire(1504, 7, 0, "{}") + Wire(1007, 7, first.seqNum, R"({"Ret":100})"));
-        peer.Answer(1042, R"({"Ret":100})");
-        peer.Answer(1006, R"({"Ret":100})");
-        peer.Send(Wire(1504, 7, 1, "{}"));
-        peer.AwaitClose();
-    }});
-    Session session({"127.0.0.1", camera.port()}, kLong);
-    session.Login();
-    Loop(session, [&] { return session.alarms() > 0; });
-    EXPECT_EQ(session.Request(1042, "{}").text, R"({"Ret":100})");
-    Loop(session, [&] { return session.alarms() > 1; });
 }
 
 TEST(Session, AnUnansweredKeepaliveTimesOut)

@@ -7,6 +7,7 @@
 
 #include <csignal>
 #include <future>
+#include <sstream>
 
 #include "recorder/failure.h"
 #include "recorder/json.h"
@@ -50,56 +51,34 @@ Outcome Await(const TempFolder& folder, pid_t pid)
 TEST(Tool, FailsWithOneLineAndItsCode)
 {
     const struct {
-        const char* name;
-        std::vector<std::string> arguments; // HOST stands for the fake camera
-        std::vector<Script> scripts;
+        const char* arguments; // HOST stands for the fake camera
+        Script script;         // none: the camera is never asked
         int code;
         const char* text;
     } kCases[] = {
-        {"no command", {}, {}, kExitUsage, "velmora --help"},
-        {"no host", {"live"}, {}, kExitUsage, "HOST is required"},
-        {"no such stream",
-         {"live", "HOST", "--stream", "third"},
-         {},
-         kExitUsage,
-         "no stream is called 'third'"},
-        {"bad port", {"info", "127.0.0.1:x"}, {}, kExitUsage, "'127.0.0.1:x'"},
-        {"files do not match",
-         {"live", "HOST", "--stream", "both", "-o", "a"},
-         {},
-         kExitUsage,
-         "one -o for each"},
-        {"one file for two",
-         {"live", "HOST", "--stream", "both", "-o", "a", "-o", "a"},
-         {},
-         kExitUsage,
-         "own"},
-        {"time limit of nothing", {"info", "HOST", "--timeout", "0"}, {}, kExitUsage, "--timeout"},
-        {"refused", {"info", "127.0.0.1:1"}, {}, kExitUnreachable, "127.0.0.1:1: Connection refused"},
-        {"silent",
-         {"info", "HOST", "--timeout", "0.2"},
-         {[](Peer& p) { p.AwaitClose(); }},
-         kExitTimedOut,
-         "timed out while waiting"},
-        {"closed", {"info", "HOST"}, {[](Peer& p) { p.Read(); }}, kExitClosed, "closed by the camera"},
-        {"web server",
-         {"snapshot", "HOST", "x.png"},
-         {[](Peer& p) { p.Send("HTTP/1.1 400"), p.AwaitClose(); }},
-         kExitNotProtocol,
-         "not this protocol"},
-        {"login refused",
-         {"info", "HOST"},
-         {[](Peer& p) { p.Answer(1000, R"({"Ret":203})"), p.AwaitClose(); }},
-         kExitCameraError,
-         "result 203"},
+        {"--none", {}, kExitUsage, "velmora --help"},
+        {"live", {}, kExitUsage, "HOST is required"},
+        {"live HOST --stream third", {}, kExitUsage, "no stream is called 'third'"},
+        {"info 127.0.0.1:x", {}, kExitUsage, "'127.0.0.1:x'"},
+        {"live HOST --stream both -o a", {}, kExitUsage, "one -o for each"},
+        {"live HOST --stream both -o a -o a", {}, kExitUsage, "own"},
+        {"info HOST --timeout 0", {}, kExitUsage, "--timeout"},
+        {"live HOST --duration nan", {}, kExitUsage, "'nan' is no number of seconds"},
+        {"info 127.0.0.1:1", {}, kExitUnreachable, "127.0.0.1:1: Connection refused"},
+        {"info HOST --timeout 0.2", [](Peer& p) { p.AwaitClose(); }, kExitTimedOut,
+         "the login is not answered"},
+        {"info HOST", [](Peer& p) { p.Read(); }, kExitClosed, "closed by the camera"},
+        {"info HOST", [](Peer& p) { p.Answer(1000, R"({"Ret":203})"); }, kExitCameraError, "result 203"},
+        {"info HOST", [](Peer& p) { p.Answer(1000, "\1no"); }, kExitNotProtocol, "carries no result"},
     };
     for (const auto& c : kCases) {
-        SCOPED_TRACE(c.name);
+        SCOPED_TRACE(c.arguments);
         const TempFolder folder;
-        FakeCamera camera(c.scripts);
-        std::vector<std::string> arguments = c.arguments;
-        std::replace(arguments.begin(), arguments.end(), std::string("HOST"),
-                     "127.0.0.1:" + std::to_string(camera.port()));
+        FakeCamera camera(c.script ? std::vector<Script>{c.script} : std::vector<Script>{});
+        std::vector<std::string> arguments;
+        std::istringstream words(c.arguments);
+        for (std::string word; words >> word;)
+            arguments.push_back(word != "HOST" ? word : "127.0.0.1:" + std::to_string(camera.port()));
         const Outcome outcome = Await(folder, Start(folder, arguments));
         EXPECT_EQ(outcome.code, c.code);
         EXPECT_NE(outcome.err.find(c.text), std::string::npos) << outcome.err;
