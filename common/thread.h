@@ -7,7 +7,7 @@
 
 // Enough for the deepest JSON body that the parser accepts and for one log line, with room to spare;
 // only what is touched costs memory.
-inline constexpr size_t kThreadStackBytes = 1024 * 1024;
+inline constexpr size_t kThreadStackBytes = size_t{1024} * 1024;
 
 using ThreadBody = void*(void* argument);
 

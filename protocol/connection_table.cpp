@@ -239,15 +239,6 @@ int IsStreamWanted(uint32_t streamIndex)
     return 0;
 }
 
-int IsAlarmWanted()
-{
-    const Locked lock(g_tableLock);
-    for (const auto& [entry, holds] : g_table)
-        if (entry.alarm_on == 1)
-            return 1;
-    return 0;
-}
-
 bool ConnectionHold::Take(int slot)
 {
     Release();

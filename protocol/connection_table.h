@@ -61,8 +61,6 @@ int GetConnectCount(); // slots in use
 int GetMaxFd();        // the largest socket in use, or -1
 // 1 when a connection of the stream wants media, 0 when none does, -1 for an index above 3.
 int IsStreamWanted(uint32_t streamIndex);
-// 1 when a connection in the table has its alarm flag set, else 0.
-int IsAlarmWanted();
 
 // Holds one connection: while it lasts, the socket's number stays this connection's own even if the
 // connection is removed. Bound to the thread that took it.

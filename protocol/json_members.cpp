@@ -4,16 +4,13 @@ namespace {
 
 const cJSON* AddMember(cJSON* object, const JsonMember& member)
 {
-    const char* const text = member.text != nullptr ? member.text : "";
     switch (member.kind) {
     case JsonKind::kInt:
         return cJSON_AddNumberToObject(object, member.key, member.number);
     case JsonKind::kBool:
         return cJSON_AddBoolToObject(object, member.key, member.number != 0 ? 1 : 0);
     case JsonKind::kText:
-        return cJSON_AddStringToObject(object, member.key, text);
-    case JsonKind::kRaw:
-        return cJSON_AddRawToObject(object, member.key, text);
+        return cJSON_AddStringToObject(object, member.key, member.text != nullptr ? member.text : "");
     case JsonKind::kObject: {
         cJSON* const inner = cJSON_AddObjectToObject(object, member.key);
         return inner != nullptr && AddMembers(inner, member.members) ? inner : nullptr;

@@ -9,13 +9,13 @@
 #include <cstdint>
 #include <span>
 
-enum class JsonKind : uint8_t { kInt, kBool, kText, kRaw, kObject };
+enum class JsonKind : uint8_t { kInt, kBool, kText, kObject };
 
 struct JsonMember {
     const char* key;
     JsonKind kind;
     double number = 0;                     // kInt, kBool
-    const char* text = nullptr;            // kText, kRaw
+    const char* text = nullptr;            // kText
     std::span<const JsonMember> members{}; // kObject
 };
 
@@ -31,11 +31,6 @@ constexpr JsonMember Bool(const char* key, bool value)
 constexpr JsonMember Text(const char* key, const char* value)
 {
     return {.key = key, .kind = JsonKind::kText, .text = value};
-}
-// JSON that is spliced in exactly as written.
-constexpr JsonMember Raw(const char* key, const char* json)
-{
-    return {.key = key, .kind = JsonKind::kRaw, .text = json};
 }
 constexpr JsonMember Object(const char* key, std::span<const JsonMember> members)
 {

@@ -18,10 +18,11 @@ bool IsSilent(const ConnectionEntry& entry, uint32_t now)
     return std::abs(static_cast<int64_t>(now) - static_cast<int64_t>(entry.last_active)) > kIdleLimitSeconds;
 }
 
-void EndSession(uint32_t sessionId, const ConnectionHold (&connections)[kMaxConnections])
+void EndSession(uint32_t sessionId)
 {
-    for (const ConnectionHold& connection : connections) {
-        if (!connection || connection.entry().sessionid != sessionId || !connection.IsLive())
+    for (int slot = 0; slot < kMaxConnections; ++slot) {
+        const ConnectionHold connection(slot);
+        if (!connection || connection.entry().sessionid != sessionId)
             continue;
         LogTrace("%s %d: sessionid %d go to hell\n", kThreadName, __LINE__, sessionId);
         RemoveFd(connection.entry().fd);
@@ -32,12 +33,15 @@ void EndSession(uint32_t sessionId, const ConnectionHold (&connections)[kMaxConn
 
 void IdleDetectorStep(uint32_t now)
 {
-    ConnectionHold connections[kMaxConnections]; // held, so that no number changes hands meanwhile
-    for (int slot = 0; slot < kMaxConnections; ++slot)
-        connections[slot].Take(slot);
-    for (const ConnectionHold& connection : connections)
-        if (connection && IsSilent(connection.entry(), now) && connection.IsLive())
-            EndSession(connection.entry().sessionid, connections);
+    // Each slot is read when its turn comes: a connection may log in, or speak, while others are ended.
+    for (int slot = 0; slot < kMaxConnections; ++slot) {
+        ConnectionHold connection(slot);
+        if (!connection || !IsSilent(connection.entry(), now))
+            continue;
+        const uint32_t sessionId = connection.entry().sessionid;
+        connection.Release();
+        EndSession(sessionId);
+    }
 }
 
 void* VLMFdDetecter(void* argument)

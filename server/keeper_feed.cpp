@@ -1,10 +1,11 @@
 #include "server/keeper_feed.h"
 
-#include <cstring>
+#include <cstddef>
 #include <ctime>
 
 #include "common/clock.h"
 #include "common/keeper_block.h"
+#include "common/little_endian.h"
 #include "common/log.h"
 #include "common/sysv_ipc.h"
 #include "common/thread.h"
@@ -13,13 +14,13 @@ namespace {
 
 constexpr uint32_t kFeedPeriodMs = 2000;
 
-int g_shmId = -1;                   // -1: the block cannot be used
-KeeperSlot g_slots[kKeeperSlots]{}; // this process's copy
+int g_shmId = -1; // -1: the block cannot be used
 
 // A segment that somebody else made too small for the slots is none of ours.
 bool HoldsTheSlots(int shmId)
 {
-    return IpcShareMemBytes(shmId) >= sizeof g_slots && static_cast<bool>(ShmAttachment(shmId));
+    return IpcShareMemBytes(shmId) >= kKeeperSlots * sizeof(KeeperSlot) &&
+           static_cast<bool>(ShmAttachment(shmId));
 }
 
 [[noreturn]] void* KeeperFeedThread(void*)
@@ -57,11 +58,9 @@ int KeeperDataWrite(uint32_t source)
         LogTrace("%s %d: gShmId %d has something wrong!\n", __func__, __LINE__, g_shmId);
         return -1;
     }
-    KeeperSlot& slot = g_slots[source];
-    uint8_t* const shared = block.get() + source * sizeof slot;
-    memcpy(&slot, shared, sizeof slot); // the status is the keeper's and goes back as it was
-    slot.ulTime = static_cast<uint32_t>(time(nullptr));
-    memcpy(shared, &slot, sizeof slot);
+    // The time alone: the status is the keeper's, and may change at any moment.
+    StoreLe(block.get() + source * sizeof(KeeperSlot) + offsetof(KeeperSlot, ulTime),
+            static_cast<uint32_t>(time(nullptr)));
     return 0;
 }
 

@@ -22,10 +22,18 @@ constexpr uint32_t kServedPauseMs = 10;
 struct Pass {
     ReceiveBuffers* buffers;
     ConnectionHold connections[kMaxConnections];
+    int highest; // socket of these, or -1
     fd_set readable;
     fd_set writable;
     fd_set exceptional;
 };
+
+void TakeConnections(Pass* pass)
+{
+    for (int slot = 0; slot < kMaxConnections; ++slot)
+        if (pass->connections[slot].Take(slot))
+            pass->highest = std::max(pass->highest, pass->connections[slot].entry().fd);
+}
 
 void ClearSets(Pass* pass)
 {
@@ -59,7 +67,6 @@ timeval SelectTimeout(const ReceiveBuffers& buffers)
 bool WaitForSockets(Pass* pass)
 {
     ClearSets(pass);
-    int highest = -1;
     for (const ConnectionHold& connection : pass->connections) {
         if (!connection)
             continue;
@@ -67,10 +74,9 @@ bool WaitForSockets(Pass* pass)
         FD_SET(fd, &pass->readable);
         FD_SET(fd, &pass->writable);
         FD_SET(fd, &pass->exceptional);
-        highest = std::max(highest, fd);
     }
     timeval timeout = SelectTimeout(*pass->buffers);
-    if (select(highest + 1, &pass->readable, &pass->writable, &pass->exceptional, &timeout) > 0)
+    if (select(pass->highest + 1, &pass->readable, &pass->writable, &pass->exceptional, &timeout) > 0)
         return true;
     ClearSets(pass);
     return false;
@@ -138,9 +144,10 @@ bool ReadCommand(Pass* pass, int slot)
         return true;
     }
     HeldPart& part = pass->buffers->parts[slot];
-    if (part.isHeld()) { // the peer hung up after it: handled, with nobody left to answer
-        FD_CLR(fd, &pass->writable);
+    if (part.isHeld()) { // handled first: a peer that has ended its own direction may still listen
         HandlePart(*pass, connection, &part);
+        if (!connection.IsLive())
+            return false; // its reply could not be sent
     }
     RemoveFd(fd);
     LogTrace("%s %d: Command disconnect\n", kThreadName, __LINE__);
@@ -195,14 +202,18 @@ void ServeSlot(Pass* pass, int slot)
 
 uint32_t ReceivePass(ReceiveBuffers* buffers)
 {
-    Pass pass{.buffers = buffers, .connections = {}, .readable = {}, .writable = {}, .exceptional = {}};
-    for (int slot = 0; slot < kMaxConnections; ++slot)
-        pass.connections[slot].Take(slot);
+    Pass pass{.buffers = buffers,
+              .connections = {},
+              .highest = -1,
+              .readable = {},
+              .writable = {},
+              .exceptional = {}};
+    TakeConnections(&pass);
     DropOrphanedParts(&pass);
-    if (GetMaxFd() < 1)
+    if (pass.highest < 1)
         return kNoSlotPauseMs;
     if (GetConnectCount() < 1)
-        return kNoConnectionPauseMs; // they went since the line above
+        return kNoConnectionPauseMs; // all that were taken have gone since
     const bool isReported = WaitForSockets(&pass);
     for (int slot = 0; slot < kMaxConnections; ++slot)
         ServeSlot(&pass, slot);

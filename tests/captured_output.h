@@ -1,9 +1,9 @@
-// Captures what is written to a descriptor (standard output, standard error) for a scope.
+// Captures what is written to descriptors (standard output, standard error) for a scope.
 #pragma once
 
+#include <fcntl.h>
 #include <gtest/gtest.h>
 #include <sys/mman.h>
-#include <sys/stat.h>
 #include <unistd.h>
 
 #include <chrono>
@@ -19,10 +19,12 @@
 
 class CapturedOutput {
   public:
-    explicit CapturedOutput(std::vector<int> fds = {STDERR_FILENO})
+    explicit CapturedOutput(std::vector<int> fds = {STDERR_FILENO}, bool isLogging = true)
         : fds_(std::move(fds)), file_(memfd_create("captured", MFD_CLOEXEC))
     {
-        LogInit("test", 0);
+        if (isLogging)
+            LogInit("test", 0);
+        fcntl(file_.get(), F_SETFL, O_APPEND); // as standard error of a service is
         fflush(stdout);
         for (const int fd : fds_) {
             saved_.emplace_back(dup(fd));
@@ -35,16 +37,12 @@ class CapturedOutput {
         for (size_t i = 0; i < fds_.size(); ++i)
             dup2(saved_[i].get(), fds_[i]);
     }
-    CapturedOutput(const CapturedOutput&) = delete;
-    CapturedOutput& operator=(const CapturedOutput&) = delete;
 
     // Everything written so far.
     [[nodiscard]] std::string Text() const
     {
         fflush(stdout);
-        struct stat status {};
-        fstat(file_.get(), &status);
-        std::string text(static_cast<size_t>(status.st_size), '\0');
+        std::string text(static_cast<size_t>(lseek(file_.get(), 0, SEEK_END)), '\0');
         text.resize(static_cast<size_t>(pread(file_.get(), text.data(), text.size(), 0)));
         return text;
     }
@@ -74,10 +72,8 @@ class CapturedOutput {
 inline bool WaitUntil(const std::function<bool()>& hasHappened)
 {
     const auto deadline = std::chrono::steady_clock::now() + std::chrono::seconds(10);
-    while (!hasHappened()) {
+    for (; !hasHappened(); std::this_thread::sleep_for(std::chrono::milliseconds(1)))
         if (std::chrono::steady_clock::now() > deadline)
             return false;
-        std::this_thread::sleep_for(std::chrono::milliseconds(1));
-    }
     return true;
 }

@@ -27,19 +27,11 @@ class TestConnection {
         SetFdType(fd_, type);
     }
     ~TestConnection() { RemoveFd(fd_); }
-    TestConnection(const TestConnection&) = delete;
-    TestConnection& operator=(const TestConnection&) = delete;
 
     [[nodiscard]] int fd() const { return fd_; }
     [[nodiscard]] int peer() const { return peer_.get(); }
     void ClosePeer() { peer_.reset(); }
-    [[nodiscard]] bool IsInTable() const
-    {
-        for (int slot = 0; slot < kMaxConnections; ++slot)
-            if (const ConnectionHold hold(slot); hold && hold.entry().fd == fd_)
-                return true;
-        return false;
-    }
+    [[nodiscard]] bool IsInTable() const { return GetAlarmFlag(fd_) != -1; }
     void Send(const std::vector<uint8_t>& bytes) const
     {
         EXPECT_EQ(send(peer(), bytes.data(), bytes.size(), MSG_NOSIGNAL), static_cast<ssize_t>(bytes.size()));
@@ -57,10 +49,8 @@ class TestConnection {
     UniqueFd peer_;
 };
 
-inline constexpr uint32_t kTestSeqNum = 0x12345678;
-
 inline std::vector<uint8_t> MakeRequest(uint16_t messageId, std::string_view body = "", uint32_t session = 0,
-                                        uint32_t seqNum = kTestSeqNum)
+                                        uint32_t seqNum = 0x12345678)
 {
     std::vector<uint8_t> bytes(kHeaderBytes);
     WriteHeader(bytes.data(), {.ucHeadFlag = kHeadFlag,
@@ -94,16 +84,8 @@ inline Answer ExchangeOn(int fd, RequestHandler* handler, const std::vector<uint
         return answer;
     answer.header = ReadHeader(reply.data(), kHeaderBytes);
     answer.body.assign(reply.begin() + kHeaderBytes, reply.begin() + answer.bytes);
-    EXPECT_EQ(answer.header.ucHeadFlag, 0xFF);
-    EXPECT_EQ(answer.header.ucVersion, 1);
+    EXPECT_TRUE(answer.header.ucHeadFlag == 0xFF && answer.header.ucVersion == 1);
     EXPECT_EQ(answer.header.ulBodyLength, answer.body.size());
     EXPECT_EQ(answer.header.ulSeqNum, ReadHeader(request.data(), request.size()).ulSeqNum);
     return answer;
-}
-
-// The same on a fresh connection of the session.
-inline Answer Exchange(RequestHandler* handler, uint32_t session, std::string_view body)
-{
-    const TestConnection connection(session);
-    return ExchangeOn(connection.fd(), handler, MakeRequest(0, body));
 }

@@ -1,21 +1,16 @@
 #include "common/log.h"
 
-#include <pthread.h>
-
-#include <algorithm>
-#include <string>
-
-#include "tests/capture.h"
+#include "tests/captured_output.h"
 
 namespace {
 
 // First in the file and in the program: logging can be switched on only once.
 TEST(Log, WritesNothingBeforeLogInitAndEveryLevelAfterIt)
 {
-    const CaptureFd captured(STDERR_FILENO);
+    const CapturedOutput captured({STDERR_FILENO}, /* isLogging= */ false);
     LogTrace("early\n");
     EXPECT_EQ(captured.Text(), "");
-    LogInit("OnvifAccess", 3);
+    LogInit("VelmoraAccess", 3);
     LogTrace("a %d\n", 1);
     LogError("b\n");
     LogWarn("c\n");
@@ -26,34 +21,25 @@ TEST(Log, WritesNothingBeforeLogInitAndEveryLevelAfterIt)
 
 TEST(Log, CutsLongTexts)
 {
-    LogInit("", 0);
-    const CaptureFd captured(STDERR_FILENO);
+    const CapturedOutput captured;
     LogTrace("%s", std::string(30000, 'x').c_str());
     EXPECT_EQ(captured.Text(), "[Trace]: " + std::string(20478, 'x'));
 }
 
 TEST(Log, KeepsLinesOfConcurrentThreadsWhole)
 {
-    LogInit("", 0);
     constexpr int kLines = 200;
     const std::string line(1000, 'y');
-    const CaptureFd captured(STDERR_FILENO);
-    ASSERT_EQ(fcntl(STDERR_FILENO, F_SETFL, O_APPEND), 0); // as standard error of a service is
-    pthread_t threads[4];
-    for (pthread_t& thread : threads)
-        ASSERT_EQ(pthread_create(
-                      &thread, nullptr,
-                      [](void* text) -> void* {
-                          for (int i = 0; i < kLines; i++)
-                              LogTrace("%s\n", static_cast<const char*>(text));
-                          return nullptr;
-                      },
-                      const_cast<char*>(line.c_str())),
-                  0);
-    for (const pthread_t thread : threads)
-        pthread_join(thread, nullptr);
+    const CapturedOutput captured;
+    const auto write = [&line] {
+        for (int i = 0; i < kLines; i++)
+            LogTrace("%s\n", line.c_str());
+    };
+    std::thread other(write);
+    write();
+    other.join();
     std::string expected;
-    for (size_t i = 0; i < std::size(threads) * kLines; i++)
+    for (int i = 0; i < 2 * kLines; i++)
         expected += "[Trace]: " + line + "\n";
     EXPECT_TRUE(captured.Text() == expected);
 }
