@@ -1,16 +1,18 @@
 #include "tests/camera/parameter_host.h"
 
+#include <gtest/gtest.h>
+#include <sys/mount.h>
 #include <sys/msg.h>
 #include <sys/shm.h>
+#include <sys/stat.h>
 
-#include <ostream>
+#include <fstream>
 #include <utility>
+
+#include "camera/camera_commands.h"
 
 namespace {
 
-constexpr key_t kKey = 14073;
-constexpr key_t kBlockKey = 12930021;
-constexpr size_t kBytes = 0x24000;
 constexpr int kStop = -1;
 
 struct Message {
@@ -20,32 +22,48 @@ struct Message {
 
 int OpenQueue()
 {
-    return msgget(kKey, IPC_CREAT | 0666);
+    return msgget(kQueueKey, IPC_CREAT | 0666);
 }
 
 Request ReadRequest(const Message& message)
 {
     Request request{message.word[0], std::vector<uint8_t>(static_cast<size_t>(message.word[3])),
                     message.word[1], message.word[4]};
-    auto* const data = static_cast<uint8_t*>(shmat(shmget(kKey, 0, 0), nullptr, SHM_RDONLY));
+    auto* const data = static_cast<uint8_t*>(shmat(shmget(kQueueKey, 0, 0), nullptr, SHM_RDONLY));
     memcpy(request.value.data(), data + request.offset, request.value.size());
     shmdt(data);
     return request;
 }
 
-} // namespace
-
-void PrintTo(const Request& request, std::ostream* out)
+// Outside of a user namespace the mount would hide the machine's own directory.
+bool IsIsolated()
 {
-    *out << "code " << request.code << " source " << request.source << " offset " << request.offset
-         << " value";
-    for (const uint8_t byte : request.value)
-        *out << ' ' << int(byte);
+    std::string first, second, count;
+    std::ifstream("/proc/self/uid_map") >> first >> second >> count;
+    return count != "4294967295";
 }
 
-ParameterHost::ParameterHost() : queueId_(OpenQueue()), thread_([this] { Serve(); })
+// Gives the test program its parameter host, an empty /var/cfg and the initialised camera.
+class CameraSetup : public testing::Environment {
+    void SetUp() override
+    {
+        ASSERT_TRUE(IsIsolated()) << "run through tests/isolated.sh";
+        ASSERT_EQ(mount("tmpfs", "/var", "tmpfs", 0, nullptr), 0);
+        ASSERT_EQ(mkdir("/var/cfg", 0755), 0);
+        Host();
+        ASSERT_EQ(CameraInit(1, 5), 0);
+    }
+};
+
+[[maybe_unused]] const auto* const kSetup = testing::AddGlobalTestEnvironment(new CameraSetup);
+
+} // namespace
+
+ParameterHost::ParameterHost()
+    : queueId_(OpenQueue()),
+      block_(static_cast<uint8_t*>(shmat(shmget(kBlockKey, kBlockBytes, IPC_CREAT | 0660), nullptr, 0))),
+      thread_([this] { Serve(); })
 {
-    NewBlock();
 }
 
 ParameterHost::~ParameterHost()
@@ -79,14 +97,6 @@ std::vector<Request> ParameterHost::Take()
     return std::exchange(requests_, {});
 }
 
-uint8_t* ParameterHost::NewBlock()
-{
-    if (block_ == nullptr)
-        block_ = static_cast<uint8_t*>(shmat(shmget(kBlockKey, kBytes, IPC_CREAT | 0660), nullptr, 0));
-    memset(block_, 0, kBytes);
-    return block_;
-}
-
 void ParameterHost::Serve()
 {
     Message message;
@@ -104,4 +114,17 @@ void ParameterHost::Serve()
         msgsnd(queueId_, &message, sizeof message.word, 0);
         answered_.notify_all();
     }
+}
+
+ParameterHost& Host()
+{
+    static ParameterHost host;
+    return host;
+}
+
+std::string ErrorOutputOf(const std::function<void()>& call)
+{
+    testing::internal::CaptureStderr();
+    call();
+    return testing::internal::GetCapturedStderr();
 }
