@@ -47,7 +47,7 @@ TEST(Agreements, GettersFillPortsAndSwitchesOnly)
         size_t port, switch6, switch7; // in the block
     } services[] = {{1, 1110, 0, 1208}, {2, 1200, 1202, 0},  {8, 1198, 1169, 1168}, {16, 1108, 0, 0},
                     {64, 1196, 0, 0},   {32, 1204, 1206, 0}, {72, 1210, 6197, 0}};
-    uint8_t* const block = Host().block();
+    uint8_t* const block = Host().block;
     for (size_t i = 0; i < kBlockBytes; i++)
         block[i] = static_cast<uint8_t>(i * 7 + i / 256);
     using Entries = std::array<uint8_t, 8 * 144>;

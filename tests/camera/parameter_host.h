@@ -4,7 +4,7 @@
 
 #include <sys/types.h>
 
-#include <condition_variable>
+#include <atomic>
 #include <cstdint>
 #include <cstring>
 #include <functional>
@@ -40,33 +40,26 @@ inline Request SentShort(int code, int value)
     return Sent(code, static_cast<uint16_t>(value));
 }
 
-class ParameterHost {
-  public:
+// Answers with the length of the value, in 20 bytes, unless a test says otherwise.
+struct ParameterHost {
     ParameterHost();
     ~ParameterHost();
-    // The result of each answer; the length of the value unless a test says otherwise.
-    void AnswerWith(std::function<int(const Request&)> result);
-    // Removes the queue instead of answering the next request, then goes on with a new one.
-    void RemoveQueueAtNextRequest();
-    // Returns once so many requests since the last Take have been answered.
-    void WaitForAnswers(size_t requests);
-    // Requests since the last call; each is written down before its answer is sent.
+    // Requests since the last call; each is written down, under the lock, before its answer is sent.
     std::vector<Request> Take();
-    // The parameter block.
-    uint8_t* block() const { return block_; }
-    template <typename T> void Set(size_t offset, T value) { memcpy(block_ + offset, &value, sizeof value); }
+    template <typename T> void Set(size_t offset, T value) { memcpy(block + offset, &value, sizeof value); }
+
+    std::atomic<bool> answersFirstByte{false}; // of the value, as the result
+    std::atomic<bool> answersMinus77{false};
+    std::atomic<size_t> answerBytes{20};
+    std::atomic<bool> removesQueue{false}; // once, instead of answering; it goes on with a new one
+    uint8_t* const block;
 
   private:
     void Serve();
 
-    std::mutex mutex_; // guards what follows; held from the note of a request to its answer
-    std::condition_variable answered_;
+    std::mutex mutex_; // guards the requests; held from the note of one to its answer
     std::vector<Request> requests_;
-    std::function<int(const Request&)> result_;
-    bool removesQueue_ = false;
-
     int queueId_;
-    uint8_t* block_;
     std::thread thread_;
 };
 

@@ -60,7 +60,7 @@ class ParameterMessages : public testing::Test {
     }
     void TearDown() override
     {
-        Host().AnswerWith(nullptr);
+        Host().answersFirstByte = false;
         ASSERT_EQ(SysDrvInit(7), 0);
     }
 };
@@ -68,11 +68,6 @@ class ParameterMessages : public testing::Test {
 int32_t Send(uint32_t field, uint32_t value)
 {
     return ControlSystemData(field, &value, sizeof value);
-}
-
-int FirstByte(const Request& request)
-{
-    return request.value[0];
 }
 
 // The sum was worked out from the list of fields and codes by itself, over the fields in rising order.
@@ -93,7 +88,7 @@ TEST(ParameterFields, MapToTheirCodes)
 
 TEST(ParameterBlock, IsReadWithinItsBounds)
 {
-    memset(Host().block(), 'x', kBlockBytes);
+    memset(Host().block, 'x', kBlockBytes);
     char text[100];
     BlockText(GetSysConfig(), 1912, 64, text, sizeof text);
     EXPECT_EQ(text, std::string(64, 'x'));
@@ -107,14 +102,14 @@ TEST(ParameterBlock, IsReadWithinItsBounds)
 
 TEST_F(ParameterMessages, CarryTheValueInTheSlotAndReturnTheHostsResult)
 {
-    Host().AnswerWith([](const Request&) { return -77; });
+    Host().answersMinus77 = true;
     EXPECT_EQ(Send(4096, 0x0100007F), -77);
     const std::vector<uint8_t> wholeSlot(12288, 0xAB);
     EXPECT_EQ(ControlSystemData(4217, wholeSlot.data(), wholeSlot.size()), -77);
     EXPECT_EQ(Host().Take(),
               (std::vector<Request>{{0, {0x7F, 0, 0, 1}, 7, 61440}, {182, wholeSlot, 7, 61440}}));
     EXPECT_EQ(Send(8193, 0), -1) << "the sender that compares the result with the length";
-    Host().AnswerWith(nullptr);
+    Host().answersMinus77 = false;
     EXPECT_EQ(Send(8193, 0), 0);
 }
 
@@ -151,36 +146,31 @@ TEST_F(ParameterMessages, HaveSendersThatAnnounceThemselves)
 
 TEST_F(ParameterMessages, Code193WaitsOnAfterASignalAndTheOthersDoNot)
 {
-    Host().AnswerWith(FirstByte);
+    Host().answersFirstByte = true;
     g_interruptedReceives = 3;
     EXPECT_EQ(Send(4400, 50), 50);
     EXPECT_EQ(g_interruptedReceives, 0);
+    Host().Take();
     g_interruptedReceives = 1;
-    EXPECT_EQ(Send(4101, 51), 4); // the length it sent: its record was not overwritten
-    Host().WaitForAnswers(2);     // before set-up throws the late answer away
+    EXPECT_EQ(Send(4101, 51), 4);   // the length it sent: its record was not overwritten
+    while (Host().Take().empty()) { // until the late answer is there, which set-up throws away
+    }
     EXPECT_EQ(SysDrvInit(7), 0);
     EXPECT_EQ(Send(4101, 53), 53);
 }
 
 TEST_F(ParameterMessages, SurviveAnswersOfAnyLength)
 {
-    for (const size_t bytes : {size_t{0}, size_t{4}, size_t{400}}) {
-        const struct {
-            long type = 7;
-            int32_t word[100] = {1, 2, 3, 4711};
-        } odd;
-        // The host is not asked: its queue gets the odd answer first, then its own.
-        ASSERT_EQ(msgsnd(msgget(kQueueKey, 0), &odd, bytes, 0), 0);
-        EXPECT_EQ(Send(4101, 0), bytes < 16 ? 4 : 4711) << bytes;
-        Host().WaitForAnswers(1);
-        Host().Take();
-        ASSERT_EQ(SysDrvInit(7), 0);
+    Host().answersFirstByte = true;
+    for (const size_t bytes : {0U, 4U, 16U, 400U, 20U}) {
+        Host().answerBytes = bytes;
+        EXPECT_EQ(Send(4101, 99), bytes < 16 ? 4 : 99) << bytes;
     }
 }
 
 TEST_F(ParameterMessages, OutliveARemovedQueueAndASegmentThatIsNone)
 {
-    Host().RemoveQueueAtNextRequest();
+    Host().removesQueue = true;
     EXPECT_EQ(Send(4101, 1), 4);
     EXPECT_EQ(Send(4102, 2), 4);
     ASSERT_EQ(shmctl(shmget(kQueueKey, 0, 0), IPC_RMID, nullptr), 0);
@@ -196,7 +186,7 @@ TEST_F(ParameterMessages, OutliveARemovedQueueAndASegmentThatIsNone)
 
 TEST_F(ParameterMessages, OfManyThreadsEachGetTheirOwnAnswer)
 {
-    Host().AnswerWith(FirstByte);
+    Host().answersFirstByte = true;
     std::vector<std::jthread> threads;
     std::atomic<int> right{0};
     for (uint32_t i = 0; i < 4; i++)
