@@ -74,8 +74,7 @@ TEST(AlarmPolling, CallsWhileAnAlarmLastsAndOnceWhenItEnds)
 // The threads that the test before started go on through all that happens to the block.
 TEST(AlarmPolling, FollowsABlockThatIsMadeAnew)
 {
-    const std::string again = ErrorOutputOf([] { EXPECT_EQ(libAlarmProcessInit(), 0); });
-    EXPECT_NE(again.find("libAlarmProcessInit has already init!\n"), std::string::npos);
+    EXPECT_EQ(libAlarmProcessInit(), 0); // a second time
     const time_t before = time(nullptr);
     for (const auto& [source, status, result] :
          {std::array{9, 1, 0}, {7, 1, 0}, {7, 0, 0}, {10, 1, -1}, {0, 2, -1}})

@@ -98,9 +98,7 @@ TEST_F(VideoOperations, FrameRateCapDependsOnSizeStandardAndEncoding)
     for (const auto& c : cases) {
         Host().Set(1313, c.standard);
         Host().Set(1335, c.encoding);
-        EXPECT_EQ(GetMaxFrameRate(GetSysConfig(), c.width, c.height, c.mode), c.cap)
-            << c.width << 'x' << c.height << " mode " << c.mode << " standard " << int(c.standard)
-            << " encoding " << int(c.encoding);
+        EXPECT_EQ(GetMaxFrameRate(GetSysConfig(), c.width, c.height, c.mode), c.cap);
     }
 }
 
@@ -248,7 +246,6 @@ TEST_F(VideoOperations, EncodingScopeTellsCapAndCombinations)
     EXPECT_EQ(scope.ucReserved2, 0xEE);
     const std::string combinations = scope.szCombination;
     EXPECT_EQ(combinations.size(), 926U);
-    EXPECT_EQ(std::ranges::count(combinations, '@'), 2);
     EXPECT_TRUE(combinations.ends_with("MJPEG:1920x1080,MJPEG:720x480,MJPEG:352x288;"));
     ConfigureCombinations(std::string(3000, 'c'));
     Host().Set<uint8_t>(1335, 4);
