@@ -13,18 +13,32 @@ namespace {
 constexpr int kUnusable = -1;
 
 std::atomic<bool> g_initialized{false};
-std::atomic<int> gShmId{kUnusable}; // set once, by libAlarmProcessInit
+std::atomic<int> gShmId{kUnusable}; // set by libAlarmProcessInit, and when the block was made anew
 
 Mutex g_recordMutex; // guards the local copy and the order of its writes to the block
 AlarmRecord g_record GUARDED_BY(g_recordMutex) = {};
 
-// The attached block; empty, with a log line, when it cannot be had.
+// Attaches or creates the block, unless a stranger's is too small for the record.
+int FindBlock()
+{
+    const int id = IpcShareMemInit(kAlarmKey, kAlarmBlockBytes, kAlarmBlockMode);
+    return id >= 0 && IpcShareMemBytes(id) >= sizeof(AlarmRecord) ? id : kUnusable;
+}
+
+// The attached block; empty, with a log line, when it cannot be had. An alarm source that ends may remove
+// the block, since nobody stays attached, and make another when it comes back: so the key is looked up
+// again when the known block is gone.
 ShmAttachment AttachBlock(const char* caller, int line)
 {
     ShmAttachment block;
     const int id = gShmId.load();
-    if (id != kUnusable)
+    if (id != kUnusable) {
         block = ShmAttachment(id);
+        if (const int found = block ? kUnusable : FindBlock(); found != kUnusable) {
+            gShmId.store(found);
+            block = ShmAttachment(found);
+        }
+    }
     if (!block)
         LogTrace("%s %d: gShmId %d has something wrong!\n", caller, line, id);
     return block;
@@ -38,11 +52,8 @@ int libAlarmProcessInit()
         LogTrace("%s %d: %s has already init!\n", __func__, __LINE__, __func__);
         return 0;
     }
-    const int id = IpcShareMemInit(kAlarmKey, kAlarmBlockBytes, kAlarmBlockMode);
-    if (id < 0 || IpcShareMemBytes(id) < sizeof(AlarmRecord))
-        return -1;
-    gShmId.store(id);
-    return 0;
+    gShmId.store(FindBlock());
+    return gShmId.load() != kUnusable ? 0 : -1;
 }
 
 int AlarmDataWrite(uint32_t source, uint32_t status)

@@ -25,7 +25,8 @@ struct AlarmRecord {
 static_assert(sizeof(AlarmRecord) == 80);
 
 // Attaches the block, or creates it. Returns 0, or -1 when it cannot be had; the block then stays
-// unusable. A second call logs and returns 0. Thread-safe.
+// unusable. A block that is removed later is attached or created again at its next use. A second call
+// logs and returns 0. Thread-safe.
 int libAlarmProcessInit();
 // Stores the state (0 or 1) of one source (0 to 9) with the present time and writes the local copy of
 // all sources to the block. Returns 0; -1 for a wrong argument or an unusable block (logged).

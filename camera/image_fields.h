@@ -2,7 +2,6 @@
 // in the order in which changes are sent.
 #pragma once
 
-#include <cstddef>
 #include <cstdint>
 
 struct ImageField {
@@ -10,8 +9,6 @@ struct ImageField {
     uint16_t usBlock; // byte of the parameter block
     uint32_t ulField; // parameter field of a change
 };
-
-inline constexpr size_t kImageRecordBytes = 27;
 
 inline constexpr ImageField kImageFields[] = {
     {0, 1300, 4111}, // brightness

@@ -60,10 +60,8 @@ inline constexpr size_t kFirmwareVersion = 1976;
 inline constexpr size_t kHardwareId = 2040;
 inline constexpr size_t kSerialNumber = 5908;
 
-// Image bytes that code reads by itself
+// The image byte that code reads by itself
 inline constexpr size_t kFrameRateStandard = 1313; // u8: 1 caps 30 frames a second at 25
-inline constexpr size_t kNoiseReduction = 1324;    // u8
-inline constexpr size_t kAntiShake = 1382;         // u8
 
 // Video streams
 inline constexpr size_t kStreamMode = 1334;             // u8: 0 one stream, 1 two, 2 three

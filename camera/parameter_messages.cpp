@@ -189,7 +189,7 @@ int SysDrvInit(int processId)
         return FailInit("Error:Msg_Init fail\n");
     }
     if (SemWait() != 0)
-        return -1;
+        return FailInit(""); // it said why
     g_queueId.store(queueId);
     DrainAnswers(queueId, processId);
     (void)SemRelease(); // held since SemWait
