@@ -35,6 +35,7 @@ void AnswerQueries(int queue)
 TEST_F(RunningFanOut, ReadersDeliverOnTheirThreads)
 {
     g_watched = 1;
+    gGetAVStreamSysInfo.queueId = -1;         // earlier tests removed theirs
     FakeClock clock;                          // of this thread alone
     TestRing second(kSecondStream, 0x100100); // exists already: adopted
     ASSERT_EQ(GetVoiceTalkAVStreamInit(9, nullptr, nullptr), 0);
