@@ -137,14 +137,6 @@ int AVStreamStart(int32_t clientType, uint32_t index)
     return 0;
 }
 
-int AVStreamStop(int32_t clientType, uint32_t index)
-{
-    if (index >= kRingCount || !IsClientType(clientType))
-        return kFrameSourceBadIndex;
-    g_clients[clientType].reader[index].isRunning = false;
-    return 0;
-}
-
 int StartAVStream(int32_t clientType)
 {
     // A reader without its ring ends with a log line of its own, so a failed set-up needs no branch.

@@ -17,9 +17,8 @@ enum FrameSourceError : int {
 };
 
 // A frame: AVSource, stream index, payload inside the shared segment, the reader's own copy of the
-// record header. Called on the reader thread; everything is valid only during the call. The result is
-// ignored. The
-// writer may overwrite the payload meanwhile.
+// record header. Called on the reader thread; everything is valid only during the call, and the writer
+// may overwrite the payload meanwhile. The result is ignored.
 using FrameCallback = int(uint32_t source, uint32_t stream, const uint8_t* payload, const DataInfo* header);
 // 1 or more: the stream is on; 0 or less: it is off.
 using StatusCallback = int(uint32_t stream);
@@ -29,8 +28,6 @@ int GetVoiceTalkAVStreamInit(int32_t clientType, FrameCallback* frame, StatusCal
 int GetAVControlInit();
 int GetAVControlVoiceTalkInit();
 int AVStreamStart(int32_t clientType, uint32_t index);
-// Clears the running flag of a reader, which then ends on its own.
-int AVStreamStop(int32_t clientType, uint32_t index);
 int AVStreamQuery(int32_t clientType, uint32_t index, uint32_t command, PositionMessage* message);
 // Starts the readers of the main and second stream for the server.
 int StartAVStream(int32_t clientType);

@@ -12,8 +12,8 @@
 #include "media/ring_layout.h"
 
 struct AVStreamSysInfo {
-    std::atomic<int32_t> initFlag{0};                    // 1 once the set-up of the live rings succeeded
-    std::atomic<int32_t> StreamSharememID[kRingCount]{}; // -1: none
+    std::atomic<int32_t> initFlag{0}; // 1 once the set-up of the live rings succeeded
+    std::atomic<int32_t> StreamSharememID[kRingCount]{-1, -1, -1, -1}; // -1: none
     std::atomic<int32_t> queueId{-1};
 };
 extern AVStreamSysInfo gGetAVStreamSysInfo;

@@ -47,12 +47,12 @@ bool IsKeyFrame(const char* function, const Search& search, const PayloadStart& 
 bool FindOnce(const char* function, const RingSegment& ring, uint32_t oldSerial, Search* search)
 {
     const uint32_t position = QueryPosition(search->clientType, search->index, kQueryKeyFrame);
+    search->position = static_cast<int32_t>(position);
     PayloadStart start{};
     // In 64 bits: a place near the top of the numbers must not come around to a small one.
     if (uint64_t{position} + kRecordBytes + 4 >= kRings[search->index].ulRingBytes ||
         !CopyPayloadStart(ring, position, &start))
         return false;
-    search->position = static_cast<int32_t>(position);
     search->nalHeader = start.nalHeader();
     if (start.isJpeg())
         return true;

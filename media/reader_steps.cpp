@@ -93,3 +93,13 @@ void Rest(RingReader* reader, uint32_t milliseconds)
     reader->restlessPasses = 0;
     SleepMs(milliseconds);
 }
+
+void WaitInPlace(RingReader* reader, uint32_t milliseconds)
+{
+    Rest(reader, milliseconds);
+    if (!ReattachIfRecreated(reader->index, &reader->ring))
+        return;
+    reader->VideoPos = kUnknownPosition;
+    reader->lastSerial = 0;
+    reader->isPauseMarked = false;
+}

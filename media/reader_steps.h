@@ -22,3 +22,7 @@ void StorePauseMark(const RingReader& reader);
 
 // Sleeps.
 void Rest(RingReader* reader, uint32_t milliseconds);
+
+// Sleeps where the writer alone can end the wait. A ring that was created anew meanwhile is attached; the
+// reader then knows no place in it yet.
+void WaitInPlace(RingReader* reader, uint32_t milliseconds);

@@ -87,9 +87,9 @@ void HandlePause(RingReader* reader)
     }
     reader->magicFailures = 0;
     reader->lastSerial = 0;
-    Rest(reader, kPauseMs);
     reader->VideoPos = 0;
     reader->isPauseMarked = true;
+    WaitInPlace(reader, kPauseMs);
 }
 
 void HandleWrap(RingReader* reader)
@@ -97,11 +97,12 @@ void HandleWrap(RingReader* reader)
     LogTrace("%s %d: MsgAVType = %d  Index = %d Endflag == %d\n", kThread, __LINE__, reader->clientType,
              Index(*reader), static_cast<int>(reader->header.EndFlag));
     reader->magicFailures = 0;
-    if (reader->VideoPos == 0)
-        Rest(reader, kWrapAtStartMs);
+    const bool leadsNowhere = reader->VideoPos == 0;
     reader->VideoPos = 0;
     if (reader->index == kMainStream)
         LogTrace("%s %d: VideoPos = %d\n", kThread, __LINE__, reader->VideoPos);
+    if (leadsNowhere)
+        WaitInPlace(reader, kWrapAtStartMs);
 }
 
 void HandleUnfinished(RingReader* reader)
@@ -129,11 +130,12 @@ bool IsLengthGood(RingReader* reader)
     if (length >= 0 && length < limit && IsInside(reader->ring, position, static_cast<uint64_t>(length)))
         return true;
     reader->magicFailures = 0;
-    Rest(reader, kLengthMs);
     if (length >= limit) {
+        WaitInPlace(reader, kLengthMs);
         LogTrace("%s %d: pDataInfo->AVDataLen = %d up to Max %d\n", kThread, __LINE__, length, limit);
         return false;
     }
+    Rest(reader, kLengthMs);
     LogTrace("%s %d: VideoIndex = %d VideoPos = %d AVDataLen = %d leaves the ring, searching anew\n", kThread,
              __LINE__, Index(*reader), reader->VideoPos, length);
     Resynchronise(reader, reader->lastSerial);

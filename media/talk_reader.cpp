@@ -21,18 +21,19 @@ void HandlePause(RingReader* place)
         LogTrace("%s %d: AV_RINGBUFFER_FLAG_PAUSE\n", kThread, __LINE__);
         StorePauseMark(*place);
     }
-    Rest(place, kPauseMs);
     place->VideoPos = 0;
     place->isPauseMarked = true;
+    WaitInPlace(place, kPauseMs);
 }
 
 void HandleWrap(RingReader* place)
 {
     LogTrace("%s %d: MsgAVType = %d  Index = %d Endflag == %d\n", kThread, __LINE__, place->clientType,
              static_cast<int>(place->index), static_cast<int>(place->header.EndFlag));
-    if (place->VideoPos == 0)
-        Rest(place, kRecordMs); // leads nowhere until the writer replaces it
+    const bool leadsNowhere = place->VideoPos == 0;
     place->VideoPos = 0;
+    if (leadsNowhere)
+        WaitInPlace(place, kRecordMs);
 }
 
 void Deliver(TalkReader* reader)
@@ -49,23 +50,25 @@ void Deliver(TalkReader* reader)
     place.VideoPos += header.AVDataLen + static_cast<int32_t>(kRecordBytes);
 }
 
-// A record that is not new or not complete yet is waited on in place.
+// A record that is not new, not complete yet or longer than any is waited on in place.
 void HandleFrame(TalkReader* reader)
 {
     RingReader& place = reader->place;
     const int32_t length = place.header.AVDataLen;
+    const auto limit = static_cast<int32_t>(kRings[place.index].ulRingBytes);
     const auto position = static_cast<uint64_t>(place.VideoPos);
     if (place.header.EndFlag == kFlagFrame && place.header.TimeStamp > reader->timeStamp) {
-        if (length >= 0 && IsInside(place.ring, position, static_cast<uint64_t>(length))) {
+        if (length >= limit) {
+            LogTrace("%s %d: pDataInfo->AVDataLen = %d up to Max %d\n", kThread, __LINE__, length, limit);
+        } else if (length >= 0 && IsInside(place.ring, position, static_cast<uint64_t>(length))) {
             Deliver(reader);
         } else {
             LogTrace("%s %d: VideoPos = %d AVDataLen = %d leaves the ring, asking anew\n", kThread, __LINE__,
                      place.VideoPos, length);
             place.VideoPos = kUnknownPosition;
-            (void)ReattachIfRecreated(place.index, &place.ring); // most often the ring is the same
         }
     }
-    Rest(&place, kRecordMs);
+    WaitInPlace(&place, kRecordMs);
 }
 
 } // namespace

@@ -56,8 +56,7 @@ void StartSender(uint32_t* stream)
     }
 }
 
-// Whoever waits tests its condition at least this often: a sender that the video process stopped, a
-// producer whose watchers have gone. It wakes once more after the stop.
+// Whoever waits tests its condition at least this often, such as a producer whose watchers have gone.
 void* UnlockSignal(void*)
 {
     while (IsVideoProcessRunning()) {
@@ -93,6 +92,7 @@ int StopVideoProcess()
 {
     LogTrace("%s %d: SendAVStreamThread stop!\n", __func__, __LINE__);
     SetVideoProcessRunning(false);
+    WakeStreamWaiters(); // the waker may have had its last turn just before; a sender must not miss this
     if (g_isWaking)
         pthread_join(g_waker, nullptr);
     g_isWaking = false;

@@ -3,94 +3,77 @@
 #pragma once
 
 #include <gtest/gtest.h>
+#include <sys/shm.h>
 #include <sys/socket.h>
+#include <unistd.h>
 
+#include <algorithm>
 #include <atomic>
+#include <cstring>
 #include <ctime>
 #include <functional>
-#include <initializer_list>
 #include <map>
+#include <mutex>
 #include <string>
 #include <vector>
 
 #include "camera/camera_records.h"
 #include "common/sysv_ipc.h"
-#include "media/ring_layout.h"
+#include "media/frame_source_state.h"
 #include "media/stream_buffers.h"
+#include "protocol/connection_table.h"
 #include "protocol/send_mutex.h"
 
-// Waits of the thread that made it cost no time and are written down; `onSleep` runs in each.
-class FakeClock {
-  public:
-    FakeClock() { active = this; }
-    ~FakeClock() { active = nullptr; }
-    // How often each span was slept.
-    [[nodiscard]] std::map<uint32_t, int> Counts() const;
-    std::vector<uint32_t> sleepsMs;
-    std::function<void()> onSleep = [] {};
-    static inline thread_local FakeClock* active = nullptr;
+// Switched on for the thread that made it.
+template <typename Fake> struct Active {
+    Active() { active = static_cast<Fake*>(this); }
+    ~Active() { active = nullptr; }
+    static inline thread_local Fake* active = nullptr;
 };
 
-// Collects trace lines of all threads, with "#" for the source line number.
-class FakeLog {
-  public:
-    FakeLog() { Switch(this); }
-    ~FakeLog() { Switch(nullptr); }
-    [[nodiscard]] int Count(const std::string& text) const;
-    std::vector<std::string> lines;
-
-  private:
-    static void Switch(FakeLog* log);
+// Waits cost no time and are counted by their spans; `onSleep` runs in each.
+struct FakeClock : Active<FakeClock> {
+    std::map<uint32_t, int> sleeps;
+    std::function<void()> onSleep = [] {};
 };
 
 // Answers position queries, one answer each; the last one repeats.
-class FakeHost {
-  public:
-    explicit FakeHost(std::vector<uint32_t> answers) : positions(std::move(answers)) { active = this; }
-    ~FakeHost() { active = nullptr; }
+struct FakeHost : Active<FakeHost> {
+    explicit FakeHost(std::vector<uint32_t> answers) : positions(std::move(answers)) {}
     std::vector<uint32_t> positions;
-    std::vector<uint32_t> commands; // asked so far
-    static inline thread_local FakeHost* active = nullptr;
-};
-
-// Says whether streams are watched, and counts how often that is asked.
-class FakeWatch {
-  public:
-    explicit FakeWatch(bool watched) : isWatched(watched) { active = this; }
-    ~FakeWatch() { active = nullptr; }
-    std::atomic<bool> isWatched;
-    std::atomic<int> asked{0};
-    static inline std::atomic<FakeWatch*> active{nullptr};
+    std::vector<uint32_t> commands = {}; // asked so far
 };
 
 // Results of the next sends: so many bytes at most, or a negative error number. Then sends are real.
-class FakeSend {
-  public:
-    explicit FakeSend(std::vector<int> scripted) : results(std::move(scripted)) { active = this; }
-    ~FakeSend() { active = nullptr; }
+struct FakeSend : Active<FakeSend> {
+    explicit FakeSend(std::vector<int> scripted) : results(std::move(scripted)) {}
     std::vector<int> results;
-    std::vector<size_t> pieces; // asked to send so far
-    static inline thread_local FakeSend* active = nullptr;
+    std::vector<size_t> pieces = {}; // asked to send so far
 };
 
-class FakeTime {
-  public:
-    explicit FakeTime(time_t seconds) : now(seconds) { active = this; }
-    ~FakeTime() { active = nullptr; }
-    const time_t now;
-    static inline thread_local FakeTime* active = nullptr;
+// Collects trace lines of all threads, with "#" for the source line number.
+struct FakeLog {
+    FakeLog() { Switch(this); }
+    ~FakeLog() { Switch(nullptr); }
+    static void Switch(FakeLog* log)
+    {
+        const std::lock_guard lock(mutex);
+        active = log;
+    }
+    [[nodiscard]] int Count(const std::string& text) const
+    {
+        const std::lock_guard lock(mutex);
+        return static_cast<int>(std::count(lines.begin(), lines.end(), text));
+    }
+    std::vector<std::string> lines;
+    static inline std::mutex mutex;
+    static inline FakeLog* active = nullptr;
 };
 
-// Counts allocations of the whole process.
-class CountAllocations {
-  public:
-    CountAllocations() { isOn = true; }
-    ~CountAllocations() { isOn = false; }
-    [[nodiscard]] static int count() { return counted; }
-    static inline std::atomic<bool> isOn{false};
-    static inline std::atomic<int> counted{0};
-};
-
+// Whether streams are watched (-1: as the table says), and how often that was asked.
+inline std::atomic<int> g_watched{-1}, g_asked{0};
+inline std::atomic<int> g_allocations{0};
+inline time_t g_now = 0; // 0: the real time
 // Answers of command 15, one each; the last one repeats. Empty: the command fails.
 inline std::vector<StreamEncoderConfig> g_encoderAnswers;
 inline uint32_t g_streamCallbackType = 0;
@@ -105,36 +88,54 @@ class RunningFanOut : public testing::Test {
         EmptyStreamBuffers();
         SetVideoProcessRunning(true);
     }
-    ~RunningFanOut() override { SetVideoProcessRunning(false); }
+    ~RunningFanOut() override
+    {
+        SetVideoProcessRunning(false);
+        g_watched = -1;
+    }
 };
 
 // A ring of its stream, in a segment of its own under the stream's key.
-class TestRing {
-  public:
-    explicit TestRing(uint32_t index, size_t bytes = 0);
-    ~TestRing();
-    void Put(uint32_t position, const DataInfo& header, const std::vector<uint8_t>& payload = {});
-    [[nodiscard]] DataInfo At(uint32_t position) const;
-    [[nodiscard]] int id() const { return id_; }
-    uint8_t* bytes() { return attachment_.get(); }
-
-  private:
-    int id_;
-    ShmAttachment attachment_;
+struct TestRing {
+    explicit TestRing(uint32_t index, size_t bytes = 0)
+        : id(shmget(kRings[index].key, bytes != 0 ? bytes : kRings[index].ulSegmentBytes, IPC_CREAT | 0600)),
+          attachment(id)
+    {
+        gGetAVStreamSysInfo.StreamSharememID[index] = id;
+    }
+    ~TestRing() { shmctl(id, IPC_RMID, nullptr); }
+    void Put(uint32_t position, const DataInfo& header, const std::vector<uint8_t>& payload = {})
+    {
+        memcpy(attachment.get() + position, &header, sizeof header);
+        std::copy(payload.begin(), payload.end(), attachment.get() + position + sizeof header);
+    }
+    const int id;
+    ShmAttachment attachment;
 };
 
 // A media connection of a session on one end of a socket pair; the other end receives. The table owns
 // the first.
-class Watcher {
-  public:
-    Watcher(uint32_t sessionId, int32_t fdType);
-    ~Watcher();
-    // Exactly so many bytes of what was sent.
-    std::vector<uint8_t> Receive(size_t bytes) const;
-    // Bytes that are there already.
-    std::vector<uint8_t> ReceiveAll() const;
-    [[nodiscard]] int fd() const { return fds_[0]; }
-
-  private:
-    int fds_[2];
+struct Watcher {
+    Watcher(uint32_t sessionId, int32_t fdType)
+    {
+        EXPECT_EQ(socketpair(AF_UNIX, SOCK_STREAM, 0, fds), 0);
+        EXPECT_EQ(AddFd(fd, "127.0.0.1", 0, sessionId), 0);
+        SetFdType(fd, fdType);
+        SetSendVideoFlag(fd, 1);
+    }
+    ~Watcher()
+    {
+        RemoveFd(fd);
+        close(peer);
+    }
+    // What is there already, or with MSG_WAITALL exactly so many bytes.
+    [[nodiscard]] std::vector<uint8_t> Receive(size_t bytes = 1 << 20, int flags = MSG_DONTWAIT) const
+    {
+        std::vector<uint8_t> data(bytes);
+        data.resize(static_cast<size_t>(std::max<ssize_t>(0, recv(peer, data.data(), bytes, flags))));
+        return data;
+    }
+    int fds[2] = {-1, -1};
+    const int& fd = fds[0];
+    const int& peer = fds[1];
 };

@@ -3,8 +3,6 @@
 #include <gtest/gtest.h>
 #include <sys/msg.h>
 
-#include <chrono>
-#include <functional>
 #include <thread>
 
 #include "media/frame_source_state.h"
@@ -13,36 +11,28 @@ namespace {
 
 constexpr int32_t kType = 10;
 
-int Queue()
-{
-    return msgget(kPositionQueueKey, IPC_CREAT | 0600);
-}
-
-size_t QueueLength()
-{
-    msqid_ds status{};
-    msgctl(Queue(), IPC_STAT, &status);
-    return status.msg_qnum;
-}
-
-PositionMessage TakeRequest(int queue)
-{
-    PositionMessage request{};
-    EXPECT_EQ(msgrcv(queue, &request, PositionMessage::kTextBytes, kPositionRequestType, 0), 44);
-    return request;
-}
-
-void Answer(int queue, uint32_t client, uint32_t command, uint32_t stream, uint32_t result, size_t bytes = 44)
-{
-    const PositionMessage reply{.type = kType, .word = {client, command, stream, result}};
-    EXPECT_EQ(msgsnd(queue, &reply, bytes, 0), 0);
-}
-
 class PositionQuery : public testing::Test {
   protected:
-    PositionQuery() : queue_(Queue()) { gGetAVStreamSysInfo.queueId = -1; }
-    ~PositionQuery() override { msgctl(Queue(), IPC_RMID, nullptr); }
-    const int queue_;
+    PositionQuery() { gGetAVStreamSysInfo.queueId = -1; }
+    ~PositionQuery() override { msgctl(queue_, IPC_RMID, nullptr); }
+
+    PositionMessage TakeRequest() const
+    {
+        PositionMessage request{};
+        EXPECT_EQ(msgrcv(queue_, &request, PositionMessage::kTextBytes, kPositionRequestType, 0), 44);
+        return request;
+    }
+    void Send(uint32_t client, uint32_t command, uint32_t stream, uint32_t result, size_t bytes = 44) const
+    {
+        const QueueMessage<20> reply{.type = kType, .word = {client, command, stream, result}};
+        EXPECT_EQ(msgsnd(queue_, &reply, bytes, 0), 0);
+    }
+    [[nodiscard]] size_t QueueLength() const
+    {
+        msqid_ds status{};
+        return msgctl(queue_, IPC_STAT, &status) == 0 ? status.msg_qnum : 0;
+    }
+    const int queue_ = msgget(kPositionQueueKey, IPC_CREAT | 0600);
 };
 
 TEST_F(PositionQuery, RefusesWhatItCannotAsk)
@@ -55,115 +45,61 @@ TEST_F(PositionQuery, RefusesWhatItCannotAsk)
     EXPECT_EQ(QueueLength(), 0U);
 }
 
-// What lies in the queue before, what a host does with the request, and what the reader believes.
-const struct QueryCase {
-    const char* name;
-    std::function<void(int queue)> before;
-    std::function<void(int queue)> host;
-    uint32_t result;
-} kQueryCases[] = {
-    {"echoed", [](int) {}, [](int q) { Answer(q, kType, 0x2002, 1, 640); }, 640},
-    {"result above 2^31", [](int) {}, [](int q) { Answer(q, kType, 0x2002, 1, 0xFFFFFFFF); }, 0xFFFFFFFF},
-    {"answers to other queries are thrown away", [](int) {},
-     [](int q) {
-         Answer(q, kType, 0x2001, 1, 1);
-         Answer(q, kType, 0x2002, 0, 2);
-         Answer(q, 11, 0x2002, 1, 3);
-         Answer(q, kType, 0x4001, 1, 4);
-         Answer(q, kType, 0x2002, 1, 640);
-     },
-     640},
-    {"a host that does not echo is believed", [](int) {}, [](int q) { Answer(q, 0, 0, 0, 640); }, 640},
-    {"an answer too short to hold a result", [](int) {},
-     [](int q) {
-         Answer(q, kType, 0x2002, 1, 1, 12);
-         Answer(q, kType, 0x2002, 1, 640, 16);
-     },
-     640},
-    {"an answer that came before the question", [](int q) { Answer(q, kType, 0x2002, 1, 1); },
-     [](int q) { Answer(q, kType, 0x2002, 1, 640); }, 640},
-    {"an overlong answer is cut", [](int) {},
-     [](int q) {
-         const QueueMessage<20> reply{.type = kType, .word = {kType, 0x2002, 1, 640}};
-         EXPECT_EQ(msgsnd(q, &reply, 80, 0), 0);
-     },
-     640},
-    {"the queue vanishes", [](int) {}, [](int q) { msgctl(q, IPC_RMID, nullptr); }, 0},
-};
-
 TEST_F(PositionQuery, BelievesOnlyTheAnswerToItsQuestion)
 {
-    for (const QueryCase& c : kQueryCases) {
-        SCOPED_TRACE(c.name);
-        const int queue = Queue();
-        gGetAVStreamSysInfo.queueId = -1;
-        c.before(queue);
+    const struct {
+        uint32_t client, command, stream, result;
+        size_t bytes = 44;
+    } kAnswers[] = {
+        {kType, 0x2001, 1, 1}, {kType, 0x2002, 0, 2},     {11, 0x2002, 1, 3},
+        {kType, 0x4001, 1, 4}, {kType, 0x2002, 1, 5, 12}, // too short to hold a result
+    };
+    for (int last = 0; last < 3; last++) {
+        Send(kType, 0x2002, 1, 1); // came before the question
         std::thread host([&] {
-            const PositionMessage request = TakeRequest(queue);
-            EXPECT_EQ(request.word[0], static_cast<uint32_t>(kType));
-            EXPECT_EQ(request.word[1], 0x2002U);
-            EXPECT_EQ(request.word[2], 1U);
-            EXPECT_EQ(request.word[3], 0U);
-            c.host(queue);
+            const PositionMessage request = TakeRequest();
+            const uint32_t expected[] = {kType, 0x2002, 1, 0};
+            EXPECT_TRUE(std::equal(expected, expected + 4, request.word));
+            for (const auto& answer : kAnswers)
+                Send(answer.client, answer.command, answer.stream, answer.result, answer.bytes);
+            if (last == 0)
+                Send(kType, 0x2002, 1, 0xFFFFFFFF, 16);
+            else if (last == 1)
+                Send(kType, 0x2002, 1, 0xFFFFFFFF, 80); // overlong
+            else
+                Send(0, 0, 0, 0xFFFFFFFF); // a host that does not echo
         });
-        PositionMessage message{};
-        EXPECT_EQ(AVStreamQuery(kType, 1, kQueryKeyFrame, &message), 0);
+        EXPECT_EQ(QueryPosition(kType, 1, kQueryKeyFrame), 0xFFFFFFFF);
         host.join();
-        EXPECT_EQ(message.word[3], c.result);
         EXPECT_EQ(QueueLength(), 0U);
     }
 }
 
 TEST_F(PositionQuery, AsksAgainWhenTheHostDiedWithTheRequest)
 {
+    const PositionMessage stale{.type = kType, .word = {kType, kQueryStart, 0, 1}};
+    while (msgsnd(queue_, &stale, PositionMessage::kTextBytes, IPC_NOWAIT) == 0) {
+    } // a queue full of its own old answers does not block it either
     std::thread host([&] {
-        (void)TakeRequest(queue_); // and dies
-        (void)TakeRequest(queue_);
-        Answer(queue_, kType, kQueryStart, 0, 128);
+        (void)TakeRequest(); // and dies
+        (void)TakeRequest();
+        Send(kType, kQueryStart, 0, 128);
     });
     EXPECT_EQ(QueryPosition(kType, 0, kQueryStart), 128U);
     host.join();
 }
 
-TEST_F(PositionQuery, RequestThatIsStillQueuedIsNotSentTwice)
+TEST_F(PositionQuery, FailsOnceWhenTheQueueVanishesAndOpensTheNext)
 {
-    std::thread reader([] { EXPECT_EQ(QueryPosition(kType, 0, kQueryStart), 128U); });
-    const auto end = std::chrono::steady_clock::now() + std::chrono::milliseconds(1300);
-    size_t most = 0;
-    while (std::chrono::steady_clock::now() < end)
-        most = std::max(most, QueueLength()); // a second one would come after a second
-    (void)TakeRequest(queue_);
-    Answer(queue_, kType, kQueryStart, 0, 128);
-    reader.join();
-    EXPECT_EQ(most, 1U);
-}
-
-TEST_F(PositionQuery, OpensAQueueThatWasCreatedAnew)
-{
-    ASSERT_TRUE(OpenPositionQueue());
-    msgctl(queue_, IPC_RMID, nullptr);
-    EXPECT_EQ(QueryPosition(kType, 0, kQueryStart), 0U); // the exchange that finds it gone
-    const int anew = Queue();
     std::thread host([&] {
-        (void)TakeRequest(anew);
-        Answer(anew, kType, kQueryStart, 0, 256);
+        (void)TakeRequest();
+        msgctl(queue_, IPC_RMID, nullptr);
     });
-    EXPECT_EQ(QueryPosition(kType, 0, kQueryStart), 256U);
+    EXPECT_EQ(QueryPosition(kType, 0, kQueryStart), 0U);
     host.join();
-}
-
-TEST_F(PositionQuery, QueueFullOfOwnAnswersDoesNotBlock)
-{
-    const PositionMessage stale{.type = kType, .word = {kType, kQueryStart, 0, 1}};
-    ASSERT_TRUE(OpenPositionQueue());
-    while (msgsnd(queue_, &stale, PositionMessage::kTextBytes, IPC_NOWAIT) == 0) {
-    }
-    std::thread host([&] {
-        (void)TakeRequest(queue_);
-        Answer(queue_, kType, kQueryStart, 0, 512);
-    });
-    EXPECT_EQ(QueryPosition(kType, 0, kQueryStart), 512U);
-    host.join();
+    EXPECT_TRUE(OpenPositionQueue());
+    EXPECT_EQ(gGetAVStreamSysInfo.queueId, msgget(kPositionQueueKey, 0));
+    msgctl(gGetAVStreamSysInfo.queueId, IPC_RMID, nullptr);
 }
 
 TEST_F(PositionQuery, ReadersOfBothStreamsGetTheirOwnAnswers)
@@ -171,8 +107,8 @@ TEST_F(PositionQuery, ReadersOfBothStreamsGetTheirOwnAnswers)
     constexpr uint32_t kRounds = 50;
     std::thread host([&] {
         for (uint32_t i = 0; i < 2 * kRounds; i++) {
-            const PositionMessage request = TakeRequest(queue_);
-            Answer(queue_, kType, request.word[1], request.word[2], 1000 + request.word[2]);
+            const PositionMessage request = TakeRequest();
+            Send(0, 0, 0, 1000 + request.word[2]); // only one query at a time can tell these apart
         }
     });
     const auto ask = [](uint32_t stream) {
