@@ -37,7 +37,7 @@ TEST_F(CommandLine, TheBannerNamesInterfaceAndPort)
         std::string device;
         std::string port;
     } rows[] = {
-        {{}, "eth0", "34567"},
+        {{}, "eth0", "9000"},
         {{"-P", "9000"}, "eth0", "9000"},
         {{"stray", "-i", "wlan0", "--p", "-p", "65535"}, "wlan0", "65535"},
         {{"-I", longName, "-T", "12", "-p", "1"}, longName.substr(0, 63), "1"},
@@ -68,7 +68,7 @@ TEST_F(CommandLine, TheLogFollowsTheOrderOfTheStart)
     for (const char* line :
          {"PROCESS_VELMORA\n", "gSysProcId 7\n", "shared memory size 147456\n", "VelmoraGetServerPort",
           "Velmora protocol starting...\n", "Version: \t", "Now, starting the webservice thread...\n",
-          "VelmoraServerStart", ": port = 34567\n", "StartVideoProcess", "create tcp connect success "}) {
+          "VelmoraServerStart", ": port = 9000\n", "StartVideoProcess", "create tcp connect success "}) {
         const size_t found = log.find(line, at);
         EXPECT_NE(found, std::string::npos) << line;
         at = found == std::string::npos ? at : found;

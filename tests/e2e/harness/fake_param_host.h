@@ -13,7 +13,7 @@
 #include "common/little_endian.h"
 #include "common/sysv_ipc.h"
 
-inline constexpr uint16_t kServerPort = 34567; // what its block says
+inline constexpr uint16_t kServerPort = 9000; // what its block says
 
 class FakeParamHost {
   public:
