@@ -95,9 +95,12 @@ Players OpenPlayers(const Options& options)
 {
     constexpr int32_t kMainBitRate = 4000000;
     constexpr int32_t kSecondBitRate = 1000000;
-    return {std::make_unique<StreamPlayer>("main stream", options.mainFile, kMainFrameBytes, kMainBitRate),
-            std::make_unique<StreamPlayer>("second stream", options.secondFile, kExtraFrameBytes,
-                                           kSecondBitRate)};
+    Players players;
+    players[0] =
+        std::make_unique<StreamPlayer>("main stream", options.mainFile, kMainFrameBytes, kMainBitRate);
+    players[1] =
+        std::make_unique<StreamPlayer>("second stream", options.secondFile, kExtraFrameBytes, kSecondBitRate);
+    return players;
 }
 
 int g_signalPipe[2] = {-1, -1}; // the handler's bytes to ServeSignals
@@ -182,6 +185,17 @@ void RunCamera(const Options& options)
     alarm.Release(options.purge);
 }
 
+int RunProgram(int argc, char** argv)
+{
+    Options options;
+    CLI::App app("Stands in for the processes around Velmora_server on a camera and plays real video.");
+    AddOptions(&app, &options);
+    CLI11_PARSE(app, argc, argv);
+    CompleteOptions(&options);
+    RunCamera(options);
+    return 0;
+}
+
 } // namespace
 
 int main(int argc, char** argv)
@@ -189,17 +203,10 @@ int main(int argc, char** argv)
     LogInit("velmora-bench-camera", 3);
     av_log_set_level(AV_LOG_FATAL); // what concerns the user comes as an error of ours
     signal(SIGPIPE, SIG_IGN);
-
-    Options options;
-    CLI::App app("Stands in for the processes around Velmora_server on a camera and plays real video.");
-    AddOptions(&app, &options);
-    CLI11_PARSE(app, argc, argv);
     try {
-        CompleteOptions(&options);
-        RunCamera(options);
+        return RunProgram(argc, argv);
     } catch (const std::exception& error) {
         fprintf(stderr, "velmora-bench-camera: %s\n", error.what());
         return 1;
     }
-    return 0;
 }

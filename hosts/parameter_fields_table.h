@@ -8,7 +8,7 @@
 #include <cstdint>
 #include <span>
 
-enum class FieldKind {
+enum class FieldKind : uint8_t {
     kNumber,  // unsigned, usWidth bytes in the message, ucBlockBytes in the block
     kText,    // at most usWidth bytes, with or without a terminating zero
     kBytes,   // usWidth bytes, copied as they are
@@ -17,13 +17,13 @@ enum class FieldKind {
     kEvent,   // something to do, nothing to keep
 };
 
-inline constexpr size_t kNoBlockPlace = 0;
+inline constexpr uint16_t kNoBlockPlace = 0;
 
 struct FieldPlace {
     uint32_t ulField;
     FieldKind kind;
     uint16_t usWidth;     // bytes of the value in a message; the most of them for a text
-    size_t block;         // offset in the parameter block, or kNoBlockPlace
+    uint16_t usBlock;     // offset in the parameter block, or kNoBlockPlace
     uint8_t ucBlockBytes; // bytes there of a number; of a text, the field with its terminating zero
     uint32_t ulMost;      // largest number that is accepted
     const char* name;

@@ -130,8 +130,8 @@ int32_t ParameterStore::ApplyField(const FieldPlace& place, std::span<const uint
     case FieldKind::kBytes:
         break;
     }
-    if (place.block != kNoBlockPlace)
-        memcpy(block_ + place.block, value.data(), value.size());
+    if (place.usBlock != kNoBlockPlace)
+        memcpy(block_ + place.usBlock, value.data(), value.size());
     LogInfo("parameter %u (%s): %zu bytes stored\n", place.ulField, place.name, value.size());
     Keep(std::to_string(place.ulField), ParameterBytes(value.begin(), value.end()));
     return 0;
@@ -147,12 +147,12 @@ int32_t ParameterStore::Refuse(const FieldPlace& place, const char* problem, siz
 int32_t ParameterStore::ApplyNumber(const FieldPlace& place, std::span<const uint8_t> value)
 {
     const uint32_t number = LoadNumber(value);
-    const bool fitsBlock = place.block == kNoBlockPlace || place.ucBlockBytes == sizeof number ||
+    const bool fitsBlock = place.usBlock == kNoBlockPlace || place.ucBlockBytes == sizeof number ||
                            number >> (8 * place.ucBlockBytes) == 0;
     if (number > place.ulMost || !fitsBlock)
         return Refuse(place, "a number that is too large", value.size());
-    if (place.block != kNoBlockPlace)
-        StoreNumber(block_ + place.block, place.ucBlockBytes, number);
+    if (place.usBlock != kNoBlockPlace)
+        StoreNumber(block_ + place.usBlock, place.ucBlockBytes, number);
     LogInfo("parameter %u (%s) = %u\n", place.ulField, place.name, number);
     Keep(std::to_string(place.ulField), number);
     return 0;
@@ -162,8 +162,8 @@ int32_t ParameterStore::ApplyText(const FieldPlace& place, std::span<const uint8
 {
     const auto room = value.first(std::min<size_t>(value.size(), place.ucBlockBytes - 1U));
     const std::string text(room.begin(), std::find(room.begin(), room.end(), 0));
-    memset(block_ + place.block, 0, place.ucBlockBytes);
-    memcpy(block_ + place.block, text.data(), text.size());
+    memset(block_ + place.usBlock, 0, place.ucBlockBytes);
+    memcpy(block_ + place.usBlock, text.data(), text.size());
     LogInfo("parameter %u (%s) = \"%s\"\n", place.ulField, place.name, text.c_str());
     Keep(std::to_string(place.ulField), text);
     return 0;

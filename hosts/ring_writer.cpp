@@ -9,6 +9,9 @@ constexpr uint32_t kUnfinished = 0; // any EndFlag but the known three
 // Payload bytes cleared behind an announced header: readers look at the first five of them to tell
 // frames apart, and what the last lap left there must not pass for one.
 constexpr uint32_t kClearedBytes = 8;
+// A reader may be interrupted while it copies a header and get the front of the announcement with the
+// flag of the record. Readers wait in place on a length that no ring has room for.
+constexpr int32_t kLengthToWaitOn = 0x7FFFFFFF;
 constexpr uint32_t kAnnouncedBytes = kRecordBytes + kClearedBytes;
 
 } // namespace
@@ -37,6 +40,7 @@ void RingWriter::Announce(uint32_t place)
 {
     DataInfo header{};
     header.AVDataCheck = kRecordMagic;
+    header.AVDataLen = kLengthToWaitOn;
     WriteUnfinished(place, header);
     memset(ring_ + place + kRecordBytes, 0, kClearedBytes);
 }
@@ -75,12 +79,7 @@ bool RingWriter::Put(const RingRecord& record)
         return false;
     const auto payloadBytes = static_cast<uint32_t>(record.payload.size());
     const std::lock_guard lock(mutex_);
-    if (paused_) {
-        first_.reset();
-        Announce(0);
-        place_ = 0;
-        paused_ = false;
-    }
+    GoOn();
     RepairFirstRecord();
     if (place_ + kRecordBytes + payloadBytes + kAnnouncedBytes > ringBytes_)
         Wrap();
@@ -120,6 +119,21 @@ void RingWriter::Pause()
     first_.reset();
     keyFrame_.reset();
     paused_ = true;
+}
+
+void RingWriter::GoOn()
+{
+    if (!paused_)
+        return;
+    Announce(0);
+    place_ = 0;
+    paused_ = false;
+}
+
+void RingWriter::Resume()
+{
+    const std::lock_guard lock(mutex_);
+    GoOn();
 }
 
 uint32_t RingWriter::StartPlace() const

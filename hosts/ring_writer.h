@@ -40,6 +40,9 @@ class RingWriter {
 
     // Publishes the pause mark. Readers then poll offset 0 until the next Put.
     void Pause();
+    // Announces offset 0 after a pause, without a record yet. Best a moment before the next Put: a reader
+    // that is interrupted while it copies its own pause mark there cannot mix it with that record then.
+    void Resume();
 
     [[nodiscard]] uint32_t MostPayload() const { return ringBytes_ / 2 - 2 * kRecordBytes; }
 
@@ -59,6 +62,7 @@ class RingWriter {
     void Announce(uint32_t place);
     void Wrap();
     void RepairFirstRecord();
+    void GoOn();
     void ForgetOverwrittenKeyFrame(uint32_t place, uint32_t bytes);
 
     uint8_t* const ring_;

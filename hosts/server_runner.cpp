@@ -36,6 +36,7 @@ constexpr std::chrono::seconds kGrace = 2s;
 pid_t Spawn(const std::vector<std::string>& command)
 {
     std::vector<char*> arguments;
+    arguments.reserve(command.size() + 1);
     for (const std::string& argument : command)
         arguments.push_back(const_cast<char*>(argument.c_str()));
     arguments.push_back(nullptr);

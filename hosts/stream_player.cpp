@@ -13,6 +13,7 @@ namespace {
 
 constexpr std::chrono::seconds kReopenEvery{1};
 constexpr std::chrono::seconds kTooLate{1};
+constexpr std::chrono::milliseconds kResumeLead{10}; // from the announcement to the first record
 constexpr int64_t kSoonUs = 10'000'000;
 
 uint32_t UptimeMs()
@@ -114,11 +115,12 @@ void StreamPlayer::WaitWhilePaused()
         changed_.wait(lock, [this] { return stopping_ || !paused_; });
         LogInfo("%s: going on\n", name_);
     }
+    ring_->Resume();
     // From here on as from the start: a key frame first, and its sound after it.
     const int64_t playUs = video_->Peek().playUs;
     keyFrameNext_ = true;
     audioUs_ = std::max(audioUs_, playUs);
-    start_ = Clock::now() - std::chrono::microseconds(playUs);
+    start_ = Clock::now() + kResumeLead - std::chrono::microseconds(playUs);
 }
 
 void StreamPlayer::PlayUntilInterrupted()

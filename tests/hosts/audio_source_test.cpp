@@ -4,7 +4,6 @@
 
 #include <cstdlib>
 #include <cstring>
-#include <filesystem>
 #include <fstream>
 
 #include "tests/hosts/clip.h"
@@ -41,7 +40,6 @@ TEST(ALawFromLinear, ChoosesTheCodeWhoseIntervalHoldsTheSample)
 class Sound {
   public:
     Sound(int16_t first, int16_t second)
-        : path_(std::filesystem::temp_directory_path() / ("velmora-" + std::to_string(getpid()) + ".wav"))
     {
         std::vector<int16_t> samples(16000, first);
         std::fill(samples.begin() + 8000, samples.end(), second);
@@ -57,13 +55,11 @@ class Sound {
         word(bytes);
         file.write(reinterpret_cast<const char*>(samples.data()), bytes);
     }
-    ~Sound() { std::filesystem::remove(path_); }
-    Sound(const Sound&) = delete;
-    Sound& operator=(const Sound&) = delete;
     [[nodiscard]] const std::string& path() const { return path_; }
 
   private:
-    std::string path_;
+    TemporaryDirectory directory_;
+    std::string path_ = directory_.File("sound.wav");
 };
 
 TEST(AudioSource, FindsTheSoundOfAnyPlaceOfTheFile)

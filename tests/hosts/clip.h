@@ -2,19 +2,19 @@
 // removed at the end of the scope.
 #pragma once
 
-#include <filesystem>
+#include <cstring>
 #include <fstream>
 #include <string>
 
 #include "hosts/libav_types.h"
 #include "hosts/video_encoder.h"
+#include "tests/hosts/temporary_directory.h"
 
 inline constexpr int kClipKeyFrameEvery = 10;
 
 class Clip {
   public:
-    explicit Clip(int frames, const std::string& name = "clip.h264")
-        : path_(std::filesystem::temp_directory_path() / ("velmora-" + std::to_string(getpid()) + "-" + name))
+    explicit Clip(int frames)
     {
         const StreamFacts facts{kCodecH264, 64, 48, 25, 200000, kClipKeyFrameEvery};
         VideoEncoder encoder(facts, 0x40000);
@@ -36,12 +36,10 @@ class Clip {
                        static_cast<std::streamsize>(unit.bytes.size()));
         }
     }
-    ~Clip() { std::filesystem::remove(path_); }
-    Clip(const Clip&) = delete;
-    Clip& operator=(const Clip&) = delete;
 
     [[nodiscard]] const std::string& path() const { return path_; }
 
   private:
-    std::string path_;
+    TemporaryDirectory directory_;
+    std::string path_ = directory_.File("clip.h264");
 };

@@ -76,7 +76,7 @@ TEST_F(ParameterHostTest, AnswersEveryCodeOnce)
                 const std::string name = field == kFieldCreateUser ? "eve" : "admin";
                 std::copy_n(name.c_str(), name.size() + 1, value.begin());
             }
-            const bool largerThanTheBlockHolds = place != nullptr && place->block != kNoBlockPlace &&
+            const bool largerThanTheBlockHolds = place != nullptr && place->usBlock != kNoBlockPlace &&
                                                  place->ucBlockBytes < width &&
                                                  place->kind == FieldKind::kNumber;
             if (largerThanTheBlockHolds)

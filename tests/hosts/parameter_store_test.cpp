@@ -1,12 +1,13 @@
 #include "hosts/parameter_store.h"
 
 #include <gtest/gtest.h>
-#include <unistd.h>
 
 #include <cstring>
 #include <filesystem>
 #include <fstream>
 #include <map>
+
+#include "tests/hosts/temporary_directory.h"
 
 namespace {
 
@@ -26,10 +27,6 @@ struct Camera {
 
 class StateFile {
   public:
-    StateFile() { Remove(); }
-    ~StateFile() { Remove(); }
-    StateFile(const StateFile&) = delete;
-    StateFile& operator=(const StateFile&) = delete;
     [[nodiscard]] const std::string& path() const { return path_; }
     void Write(const std::string& text) const { std::ofstream(path_) << text; }
     [[nodiscard]] std::string Read() const
@@ -39,13 +36,8 @@ class StateFile {
     }
 
   private:
-    void Remove() const
-    {
-        for (const char* suffix : {"", ".corrupt", ".new"})
-            std::filesystem::remove(path_ + suffix);
-    }
-    std::string path_ =
-        std::filesystem::temp_directory_path() / ("velmora-state-" + std::to_string(getpid()) + ".json");
+    TemporaryDirectory directory_;
+    std::string path_ = directory_.File("state.json");
 };
 
 // Field, bytes of its value, and the place in the block with its width.

@@ -158,6 +158,8 @@ TEST(RingWriter, RefusesPayloadsThatWouldNotLeaveReadersTheirPlace)
     EXPECT_FALSE(Put(writer, Payload(writer.MostPayload() + 1, 'x')));
     EXPECT_EQ(HeaderAt(ring, 0).EndFlag, 0U);
     EXPECT_TRUE(Put(writer, Payload(writer.MostPayload(), 'x')));
+    EXPECT_GE(HeaderAt(ring, kRecordBytes + writer.MostPayload()).AVDataLen, 0x400000)
+        << "the next place must not pass for a record even with a flag";
 }
 
 TEST(RingWriter, NeverGivesOutSerialZero)
@@ -181,6 +183,9 @@ TEST(RingWriter, PausesAndGoesOnAtOffsetZero)
     ASSERT_EQ(reader.Look(), ModelReader::kFrame);
     ASSERT_EQ(reader.Look(), ModelReader::kPaused);
     ASSERT_EQ(reader.Look(), ModelReader::kPaused);
+    writer.Resume();
+    ASSERT_EQ(reader.Look(), ModelReader::kUnfinished) << "announced";
+    EXPECT_EQ(writer.StartPlace(), 0U);
     ASSERT_TRUE(Put(writer, "after"));
     ASSERT_EQ(reader.Look(), ModelReader::kFrame);
     EXPECT_EQ(reader.lastSerial, 2U);

@@ -6,6 +6,8 @@
 #include <cstdlib>
 #include <fstream>
 
+#include "tests/hosts/temporary_directory.h"
+
 namespace {
 
 // Lines that the programs run by the tests write, read as they come.
@@ -16,7 +18,6 @@ class Events {
         mkfifo(path_.c_str(), 0600);
         stream_.open(path_, std::ios::in | std::ios::out); // both ends: opening waits for nobody
     }
-    ~Events() { unlink(path_.c_str()); }
     std::string Next()
     {
         std::string line;
@@ -26,7 +27,8 @@ class Events {
     [[nodiscard]] const std::string& path() const { return path_; }
 
   private:
-    std::string path_ = "/tmp/velmora-events-" + std::to_string(getpid());
+    TemporaryDirectory directory_;
+    std::string path_ = directory_.File("events");
     std::fstream stream_;
 };
 

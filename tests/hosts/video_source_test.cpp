@@ -79,7 +79,7 @@ TEST(VideoSource, JumpsToTheNextKeyFrameOrFromTheLastToTheFirst)
 
 TEST(VideoSource, EncodesWhatDoesNotFitAndMakesKeyFramesOnDemand)
 {
-    const Clip large(25, "large.h264");
+    const Clip large(25);
     // A limit that the clip's key frames exceed, and the encoder's at a tenth of the bit rate do not.
     size_t largest = 0;
     const auto original = OpenVideo(large.path(), kLimit, 0);
@@ -122,7 +122,8 @@ TEST(VideoSource, LeavesOutFramesWhenTheMachineCannotKeepUp)
 
 TEST(VideoSource, SaysInOneLineWhatCannotBePlayed)
 {
-    const std::string empty = std::filesystem::temp_directory_path() / "velmora-empty.mkv";
+    const TemporaryDirectory directory;
+    const std::string empty = directory.File("empty.mkv");
     std::ofstream(empty).close();
     for (const std::string& path : {std::string("/nonexistent.mp4"), std::string("/"), empty}) {
         SCOPED_TRACE(path);
@@ -134,7 +135,6 @@ TEST(VideoSource, SaysInOneLineWhatCannotBePlayed)
             EXPECT_EQ(std::string(error.what()).find('\n'), std::string::npos);
         }
     }
-    std::filesystem::remove(empty);
 }
 
 } // namespace
