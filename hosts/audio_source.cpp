@@ -15,17 +15,31 @@ namespace {
 constexpr uint8_t kSilence = 0xD5;
 constexpr int64_t kMostLead = int64_t{3600} * kAudioSampleRate; // times in files may be nonsense
 
-LibavOwner<SwrContext> OpenResampler(const AVCodecContext& decoder)
+// What a resampler was opened for. It may change within a file.
+struct SoundShape {
+    int format;
+    int rate;
+    int channels;
+    bool operator==(const SoundShape&) const = default;
+};
+
+SoundShape ShapeOf(const AVFrame& frame)
+{
+    return {frame.format, frame.sample_rate, frame.ch_layout.nb_channels};
+}
+
+LibavOwner<SwrContext> OpenResampler(const AVFrame& frame)
 {
     AVChannelLayout mono = AV_CHANNEL_LAYOUT_MONO;
     AVChannelLayout from{};
-    if (decoder.ch_layout.order == AV_CHANNEL_ORDER_UNSPEC)
-        av_channel_layout_default(&from, decoder.ch_layout.nb_channels);
+    if (frame.ch_layout.order == AV_CHANNEL_ORDER_UNSPEC)
+        av_channel_layout_default(&from, frame.ch_layout.nb_channels);
     else
-        CheckLibav(av_channel_layout_copy(&from, &decoder.ch_layout), "sound");
+        CheckLibav(av_channel_layout_copy(&from, &frame.ch_layout), "sound");
     SwrContext* resampler = nullptr;
-    const int result = swr_alloc_set_opts2(&resampler, &mono, AV_SAMPLE_FMT_S16, kAudioSampleRate, &from,
-                                           decoder.sample_fmt, decoder.sample_rate, 0, nullptr);
+    const int result =
+        swr_alloc_set_opts2(&resampler, &mono, AV_SAMPLE_FMT_S16, kAudioSampleRate, &from,
+                            static_cast<AVSampleFormat>(frame.format), frame.sample_rate, 0, nullptr);
     av_channel_layout_uninit(&from);
     LibavOwner<SwrContext> owner(resampler);
     CheckLibav(result, "sound");
@@ -87,13 +101,20 @@ void AudioSource::Decode(const std::string& path, int64_t originUs)
     const auto packet = OwnLibav(av_packet_alloc());
     const auto frame = OwnLibav(av_frame_alloc());
     LibavOwner<SwrContext> resampler;
+    SoundShape shape{};
     std::optional<int64_t> startUs;
     for (bool atEnd = false; !atEnd;) {
         atEnd = !file.Read(packet.get());
         (void)avcodec_send_packet(decoder.get(), atEnd ? nullptr : packet.get()); // refused ones are left out
         while (avcodec_receive_frame(decoder.get(), frame.get()) == 0) {
-            if (!resampler)
-                resampler = OpenResampler(*decoder);
+            if (resampler && shape != ShapeOf(*frame)) {
+                AppendResampled(resampler.get(), nullptr, &samples_);
+                resampler.reset();
+            }
+            if (!resampler) {
+                resampler = OpenResampler(*frame);
+                shape = ShapeOf(*frame);
+            }
             if (!startUs)
                 startUs =
                     frame->best_effort_timestamp == AV_NOPTS_VALUE

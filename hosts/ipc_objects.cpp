@@ -2,10 +2,12 @@
 
 #include <sys/ipc.h>
 #include <sys/msg.h>
+#include <sys/sem.h>
 #include <sys/shm.h>
 
 #include <cerrno>
 #include <cstring>
+#include <iterator>
 #include <stdexcept>
 #include <string>
 
@@ -13,6 +15,8 @@
 
 namespace {
 
+constexpr key_t kClaimKey = 0x61766C9A;
+constexpr int kClaimMode = 0666;
 constexpr size_t kStaleMessageBytes = 256; // longer ones are cut when they are dropped
 
 size_t AttachCount(int id)
@@ -89,6 +93,28 @@ size_t QueuedMessages(key_t key)
     msqid_ds status{};
     const int id = msgget(key, 0);
     return id >= 0 && msgctl(id, IPC_STAT, &status) == 0 ? status.msg_qnum : 0;
+}
+
+void ClaimObjects()
+{
+    // A semaphore that is 0 while nobody has the objects. The system takes our 1 back when we end.
+    sembuf claim[] = {{.sem_num = 0, .sem_op = 0, .sem_flg = IPC_NOWAIT},
+                      {.sem_num = 0, .sem_op = 1, .sem_flg = SEM_UNDO}};
+    int id = -1;
+    do {
+        id = semget(kClaimKey, 1, IPC_CREAT | kClaimMode);
+        if (id >= 0 && semop(id, claim, std::size(claim)) == 0)
+            return;
+    } while (id >= 0 && (errno == EIDRM || errno == EINTR)); // the last owner has just ended
+    if (errno == EAGAIN)
+        throw std::runtime_error("another bench camera is running");
+    throw std::runtime_error(std::string("cannot claim the camera's objects: ") + strerror(errno));
+}
+
+void ReleaseClaim()
+{
+    if (const int id = semget(kClaimKey, 0, 0); id >= 0)
+        semctl(id, 0, IPC_RMID);
 }
 
 void RemoveSegment(key_t key)

@@ -36,6 +36,11 @@ void AdoptQueue(const char* name, key_t key, int mode, long requestType);
 // Requests that wait in the queue; 0 when there is no queue.
 size_t QueuedMessages(key_t key);
 
+// Only one bench camera can own the objects: two would write into the same rings. Claims them for as long
+// as this process lives, however it ends; throws when another one has them.
+void ClaimObjects();
+void ReleaseClaim();
+
 // Removes the segment or queue under the key, whoever uses it.
 void RemoveSegment(key_t key);
 void RemoveQueue(key_t key);

@@ -19,6 +19,7 @@ extern "C" {
 
 #include "common/log.h"
 #include "hosts/alarm_source.h"
+#include "hosts/ipc_objects.h"
 #include "hosts/keeper_watch.h"
 #include "hosts/media_host.h"
 #include "hosts/parameter_host.h"
@@ -145,6 +146,7 @@ void ServeSignals(MediaHost* media)
 
 void RunCamera(const Options& options)
 {
+    ClaimObjects();
     Players players = OpenPlayers(options);
     CatchSignals();
     if (options.purge)
@@ -183,6 +185,7 @@ void RunCamera(const Options& options)
     parameters.Release(options.purge);
     keeper.Release(options.purge);
     alarm.Release(options.purge);
+    ReleaseClaim();
 }
 
 int RunProgram(int argc, char** argv)

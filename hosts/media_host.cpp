@@ -1,5 +1,7 @@
 #include "hosts/media_host.h"
 
+#include <algorithm>
+#include <cstring>
 #include <ctime>
 #include <utility>
 
@@ -10,9 +12,9 @@ namespace {
 constexpr char kName[] = "MediaHost";
 constexpr size_t kOwnedRings = 3; // the talk ring belongs to whoever plays talk audio
 
-// Readers that outlive the host wait for a serial number above the last one they saw. One that follows
-// the uptime, faster than any stream makes records, is above all that an earlier host gave out.
-uint32_t FirstSerial()
+// One that follows the uptime, faster than any stream makes records, is above all that an earlier life of
+// this program gave out.
+uint32_t SerialOfUptime()
 {
     timespec now{};
     clock_gettime(CLOCK_BOOTTIME, &now);
@@ -21,13 +23,37 @@ uint32_t FirstSerial()
                                  now.tv_nsec * kSerialsPerSecond / 1000000000);
 }
 
+// Serial number of the newest record of the lap that begins at offset 0, whoever wrote it; 0 when there is
+// none.
+uint32_t NewestSerial(const uint8_t* ring, uint32_t ringBytes)
+{
+    uint32_t newest = 0;
+    for (uint32_t place = 0; place + kRecordBytes <= ringBytes;) {
+        DataInfo header{};
+        memcpy(&header, ring + place, sizeof header);
+        const uint32_t room = ringBytes - place - kRecordBytes;
+        if (header.AVDataCheck != kRecordMagic || header.EndFlag != kFlagFrame || header.AVDataLen < 0 ||
+            static_cast<uint32_t>(header.AVDataLen) > room)
+            break;
+        newest = header.SerialNumber;
+        place += kRecordBytes + static_cast<uint32_t>(header.AVDataLen);
+    }
+    return newest;
+}
+
+// Readers that outlive a host wait for a serial number above the last one they saw.
+uint32_t FirstSerial(const uint8_t* ring, uint32_t ringBytes)
+{
+    return std::max(SerialOfUptime(), NewestSerial(ring, ringBytes) + 1);
+}
+
 std::vector<HostSegment> MakeRings()
 {
     AdoptQueue(kName, kPositionQueueKey, kPositionQueueMode, kPositionRequestType);
     AdoptQueue(kName, kControlQueueKey, kControlQueueMode, kControlRequestType);
     std::vector<HostSegment> segments;
     for (size_t i = 0; i < kOwnedRings; ++i)
-        segments.emplace_back(kName, kRings[i].key, kRings[i].ulSegmentBytes, kRingMode, Contents::kClear);
+        segments.emplace_back(kName, kRings[i].key, kRings[i].ulSegmentBytes, kRingMode, Contents::kKeep);
     return segments;
 }
 
@@ -40,8 +66,13 @@ MediaHost::MediaHost(Players players)
       control_("MediaHost ctrl", kControlQueueKey, kControlQueueMode, kControlRequestType,
                ControlMessage::kTextBytes, [this](QueueText& message) { return AnswerControl(message); })
 {
-    for (size_t i = 0; i < kPlayedStreams; ++i)
-        rings_[i] = std::make_unique<RingWriter>(segments_[i].get(), kRings[i].ulRingBytes, FirstSerial());
+    for (size_t i = 0; i < kOwnedRings; ++i) {
+        uint8_t* const ring = segments_[i].get();
+        const uint32_t firstSerial = FirstSerial(ring, kRings[i].ulRingBytes);
+        memset(ring, 0, kRings[i].ulSegmentBytes);
+        if (i < kPlayedStreams)
+            rings_[i] = std::make_unique<RingWriter>(ring, kRings[i].ulRingBytes, firstSerial);
+    }
 }
 
 void MediaHost::Start(const ReportFunction& report)

@@ -22,6 +22,9 @@ class MediaHost {
   public:
     // Adopts or makes the objects; throws std::runtime_error when it cannot.
     explicit MediaHost(Players players);
+    ~MediaHost() { Stop(); } // before the rings go that the players write into
+    MediaHost(const MediaHost&) = delete;
+    MediaHost& operator=(const MediaHost&) = delete;
 
     // Returns when both streams have their first record; reports what each plays, and each change.
     using ReportFunction = std::function<void(size_t stream, const StreamFacts& facts)>;

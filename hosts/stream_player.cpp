@@ -42,6 +42,7 @@ void StreamPlayer::Start(RingWriter* ring, FactsFunction report)
     ring_ = ring;
     report_ = std::move(report);
     report_(video_->facts());
+    soundThread_ = std::thread([this] { RunSound(); });
     thread_ = std::thread([this] { Run(); });
     started_.wait();
 }
@@ -53,8 +54,9 @@ void StreamPlayer::Stop()
         stopping_ = true;
     }
     changed_.notify_all();
-    if (thread_.joinable())
-        thread_.join();
+    for (std::thread* const thread : {&soundThread_, &thread_})
+        if (thread->joinable())
+            thread->join();
 }
 
 void StreamPlayer::ForceKeyFrame()
@@ -86,7 +88,7 @@ void StreamPlayer::Run()
         } catch (const std::exception& error) {
             LogError("%s: the stream is interrupted: %s\n", name_, error.what());
             video_.reset();
-            ring_->Pause();
+            Silence();
         }
         if (!std::exchange(hasStarted_, true))
             started_.count_down();
@@ -94,15 +96,23 @@ void StreamPlayer::Run()
         if (!video_)
             changed_.wait_for(lock, kReopenEvery, [this] { return stopping_; });
     }
+    lock.unlock();
+    Silence();
+}
+
+// A sound record after the pause record would end the pause.
+void StreamPlayer::Silence()
+{
+    const std::lock_guard lock(mutex_);
+    sounding_ = false;
     ring_->Pause();
 }
 
+// No sound is playing; its thread looks at nothing here until the first frame.
 void StreamPlayer::Reopen()
 {
     OpenFile();
     report_(video_->facts());
-    audioUs_ = 0;
-    lastFrame_ = {};
     lateUs_.reset();
 }
 
@@ -110,6 +120,7 @@ void StreamPlayer::WaitWhilePaused()
 {
     std::unique_lock lock(mutex_);
     if (paused_) {
+        sounding_ = false;
         ring_->Pause();
         LogInfo("%s: paused\n", name_);
         changed_.wait(lock, [this] { return stopping_ || !paused_; });
@@ -119,21 +130,14 @@ void StreamPlayer::WaitWhilePaused()
     // From here on as from the start: a key frame first, and its sound after it.
     const int64_t playUs = video_->Peek().playUs;
     keyFrameNext_ = true;
-    audioUs_ = std::max(audioUs_, playUs);
+    audioUs_ = playUs;
     start_ = Clock::now() + kResumeLead - std::chrono::microseconds(playUs);
 }
 
 void StreamPlayer::PlayUntilInterrupted()
 {
-    for (;;) {
-        const int64_t videoUs = video_->Peek().playUs;
-        const bool audioFirst = audioUs_ < videoUs;
-        if (WaitUntil(audioFirst ? audioUs_ : videoUs) == Wake::kInterrupted)
-            return;
-        if (audioFirst)
-            PutAudio();
-        else
-            PutVideo();
+    while (WaitUntil(video_->Peek().playUs) == Wake::kDue) {
+        PutVideo();
         if (!std::exchange(hasStarted_, true))
             started_.count_down();
     }
@@ -148,34 +152,57 @@ StreamPlayer::Wake StreamPlayer::WaitUntil(int64_t playUs)
     return woken ? Wake::kInterrupted : Wake::kDue;
 }
 
-void StreamPlayer::PutAudio()
+void StreamPlayer::PutVideo()
+{
+    FrameTime time{};
+    const AccessUnit frame = video_->Take(keyFrameNext_, &time);
+    if (frame.problem != nullptr) {
+        LogWarn("%s: a frame is left out: %s\n", name_, frame.problem);
+    } else {
+        ring_->Put({.payload = frame.bytes,
+                    .source = kSourceVideo,
+                    .keyFrame = frame.keyFrame,
+                    .ulTimeStamp = UptimeMs()});
+        keyFrameNext_ = false;
+        const std::lock_guard lock(mutex_);
+        lastFrame_ = time;
+        sounding_ = true;
+        changed_.notify_all();
+    }
+    KeepUp(time.playUs);
+}
+
+void StreamPlayer::RunSound()
+{
+    pthread_setname_np(pthread_self(), "sound");
+    std::unique_lock lock(mutex_);
+    while (!stopping_) {
+        const auto due = start_ + std::chrono::microseconds(audioUs_);
+        if (!sounding_)
+            changed_.wait(lock, [this] { return stopping_ || sounding_; });
+        else if (!changed_.wait_until(lock, due, [this] { return stopping_ || !sounding_; }))
+            PutSound();
+    }
+}
+
+void StreamPlayer::PutSound()
 {
     const AudioRecord record = audio_->At(lastFrame_.mediaUs + audioUs_ - lastFrame_.playUs);
     ring_->Put({.payload = record, .source = kSourceAudio, .keyFrame = false, .ulTimeStamp = UptimeMs()});
     audioUs_ += kAudioRecordUs;
 }
 
-void StreamPlayer::PutVideo()
-{
-    const AccessUnit frame = video_->Take(keyFrameNext_, &lastFrame_);
-    if (frame.problem != nullptr) {
-        LogWarn("%s: a frame is left out: %s\n", name_, frame.problem);
-        return;
-    }
-    ring_->Put({.payload = frame.bytes,
-                .source = kSourceVideo,
-                .keyFrame = frame.keyFrame,
-                .ulTimeStamp = UptimeMs()});
-    keyFrameNext_ = false;
-    KeepUp(lastFrame_.playUs);
-}
-
 void StreamPlayer::KeepUp(int64_t playUs)
 {
-    const auto late = Clock::now() - (start_ + std::chrono::microseconds(playUs));
-    if (late < kTooLate)
-        return;
-    start_ += late;
+    {
+        const std::lock_guard lock(mutex_);
+        const auto late = Clock::now() - (start_ + std::chrono::microseconds(playUs));
+        if (late < kTooLate)
+            return;
+        // The sound's next record stays due when it was: it came in time all along.
+        start_ += late;
+        audioUs_ -= std::chrono::duration_cast<std::chrono::microseconds>(late).count();
+    }
     // Once may be an accident; soon again is not.
     const bool again = lateUs_ && playUs - *lateUs_ < kSoonUs;
     lateUs_ = playUs;

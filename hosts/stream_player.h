@@ -1,5 +1,6 @@
-// Plays one file into one ring in real time: a thread that takes each video frame and each sound record
-// when it is due.
+// Plays one file into one ring in real time: a thread takes each video frame when it is due, another one
+// each sound record. The sound does not wait for a frame that takes long to encode, so the ring is never
+// silent for as long as readers need to give up their place in it.
 //
 // Due times are counted from the start of play, so nothing drifts. When play falls a second behind, the
 // clock starts again from there; when that happens again soon, fewer frames are encoded. While the file
@@ -54,32 +55,36 @@ class StreamPlayer {
     void Reopen();
     void OpenFile();
     Wake WaitUntil(int64_t playUs);
-    void PutAudio();
     void PutVideo();
+    void RunSound();
+    void PutSound();
+    void Silence();
     void KeepUp(int64_t playUs);
 
     const char* const name_;
     const std::string path_;
     const size_t frameLimit_;
     const int32_t bitRate_;
-    std::unique_ptr<VideoSource> video_;
-    std::unique_ptr<AudioSource> audio_;
     RingWriter* ring_ = nullptr;
     FactsFunction report_;
     std::latch started_{1};
-    bool hasStarted_ = false;
 
-    // Only the thread.
-    Clock::time_point start_{}; // play time 0
-    int64_t audioUs_ = 0;       // play time of the next sound record
-    FrameTime lastFrame_{};     // the sound goes on from here
+    // Only the video thread.
+    std::unique_ptr<VideoSource> video_;
+    bool hasStarted_ = false;
     bool keyFrameNext_ = true;
     std::optional<int64_t> lateUs_; // play time at which it was last too late
 
-    std::mutex mutex_; // guards all below
+    std::mutex mutex_;          // guards all below
+    Clock::time_point start_{}; // play time 0
+    FrameTime lastFrame_{};     // the sound goes on from here
+    std::unique_ptr<AudioSource> audio_;
+    bool sounding_ = false; // from the first frame on, until the stream pauses
+    int64_t audioUs_ = 0;   // play time of the next sound record
     std::condition_variable changed_;
     bool stopping_ = false;
     bool paused_ = false;
     bool keyFrameWanted_ = false;
     std::thread thread_;
+    std::thread soundThread_;
 };

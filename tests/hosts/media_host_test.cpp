@@ -117,9 +117,6 @@ TEST_F(MediaHostTest, PlaysVideoAndSoundIntoTheFirstTwoRings)
         ++records[header.AVSource];
     }
     EXPECT_NEAR(records[kSourceVideo], records[kSourceAudio], 2) << "25 a second of both";
-    uint8_t* const third = AttachSegment(0x61766C7B);
-    EXPECT_EQ(std::count(third, third + 0x100040, 0), 0x100040);
-    shmdt(third);
 }
 
 TEST_F(MediaHostTest, StaysUnharmedByHostileRequests)
@@ -130,11 +127,9 @@ TEST_F(MediaHostTest, StaysUnharmedByHostileRequests)
     SendWords(kPositions, 1, {});
     SendWords(kPositions, 1, {10, 0x2001, 0});
     SendWords(kPositions, 1, std::vector<uint32_t>(60, 10));
-    for (const uint32_t stream : {2U, 3U, 4U, 0xFFFFFFFFU})
+    for (const uint32_t stream : {2U, 4U, 0xFFFFFFFFU})
         EXPECT_EQ(Ask(0x2001, stream), 0U);
     EXPECT_EQ(Ask(0x9999, 0), 0U);
-    SendWords(kControl, 1, {2, 0x2010});
-    SendWords(kControl, 1, std::vector<uint32_t>(9, 2));
     EXPECT_LT(Ask(0x2002, 1, 2), 0x100000U);
     EXPECT_LT(Ask(0x2001, 0, 16), 0x400000U);
     EXPECT_EQ(MessagesInQueue(kPositions), 0U);
@@ -159,14 +154,16 @@ TEST_F(MediaHostTest, AnswersEveryOrderAndForcesKeyFrames)
     for (int i = 0; i < 5; ++i) {
         for (int frame = 0; frame < 3; ++frame)
             viewer.NextVideo();
+        const uint32_t asked = UptimeMs();
         SendWords(kControl, 1, {2, 0x2010, 0, 0, 0, 0, 0, 0});
         ReceiveWords(kControl, 2);
         const uint32_t answered = UptimeMs();
+        // Of the frames since the answer one may have been on its way, and one published in its millisecond.
         DataInfo next = viewer.NextVideo();
-        while (next.TimeStamp < answered) // it was in the ring before
+        for (int late = 0; next.TimeStamp < asked || (next.ucKeyFrame == 0 && late < 2);) {
+            late += next.TimeStamp >= answered ? 1 : 0;
             next = viewer.NextVideo();
-        if (next.ucKeyFrame == 0) // it was on its way already
-            next = viewer.NextVideo();
+        }
         EXPECT_EQ(next.ucKeyFrame, 1) << "order " << i;
     }
 }
@@ -210,6 +207,15 @@ TEST_F(MediaHostTest, GivesReadersThatOutliveItHigherSerials)
     EXPECT_TRUE(SegmentExists(kMainRing)) << "a reader uses it";
     EXPECT_GE(msgget(kPositions, 0), 0);
     SendWords(kPositions, 10, std::vector<uint32_t>(11, 1)); // an answer that nobody fetched
+    StartHost();
+    EXPECT_GT(Viewer(Ask(0x2001, 0)).Next().SerialNumber, last);
+    host_.reset(); // another host, which counted further
+    DataInfo foreign{};
+    foreign.AVDataCheck = kRecordMagic;
+    foreign.SerialNumber = last = 0xF0000000;
+    foreign.AVDataLen = 4;
+    foreign.EndFlag = kFlagFrame;
+    memcpy(reader, &foreign, sizeof foreign);
     StartHost();
     EXPECT_GT(Viewer(Ask(0x2001, 0)).Next().SerialNumber, last);
     EXPECT_EQ(MessagesInQueue(kPositions), 0U);

@@ -235,30 +235,4 @@ TEST(ParameterStore, SurvivesAnyStateFile)
     }
 }
 
-TEST(ParameterStore, GoesOnWhenTheStateFileCannotBeWritten)
-{
-    Camera camera("/nonexistent/state.json");
-    EXPECT_EQ(camera.Apply(4101, {0x90, 0x1F}), 0);
-    EXPECT_EQ(camera.block[1108], 0x90);
-}
-
-TEST(ParameterStore, ReportsWhatIsPlayed)
-{
-    Camera camera;
-    camera.store.SetStream(1, {kCodecH265, 1280, 720, 30, 2000000, 60});
-    EXPECT_EQ(camera.block[1336], 3);
-    const std::map<size_t, uint32_t> words = {{1344, 30}, {1356, 2000000}, {3448, 60}};
-    for (const auto& [offset, expected] : words) {
-        uint32_t word = 0;
-        memcpy(&word, camera.block.data() + offset, sizeof word);
-        EXPECT_EQ(word, expected) << offset;
-    }
-    uint16_t size[2] = {};
-    memcpy(size, camera.block.data() + 3630, sizeof size);
-    EXPECT_EQ(size[0], 1280);
-    EXPECT_EQ(size[1], 720);
-    EXPECT_EQ(camera.Apply(4395, {1}), 0);
-    EXPECT_EQ(camera.block[1336], 3) << "factory defaults do not change what is played";
-}
-
 } // namespace
