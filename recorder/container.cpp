@@ -141,7 +141,7 @@ void Container::AddAudioTrack(ContainerKind kind)
     track->codecpar->ch_layout = AV_CHANNEL_LAYOUT_MONO;
     track->codecpar->format = AV_SAMPLE_FMT_S16;
     track->codecpar->bits_per_coded_sample = 8;
-    track->codecpar->bit_rate = kAudioSampleRate * 8;
+    track->codecpar->bit_rate = int64_t{kAudioSampleRate} * 8;
     track->codecpar->block_align = 1;
 }
 

@@ -19,7 +19,7 @@
 #include "common/unique_fd.h"
 #include "recorder/stored_frame.h"
 
-inline constexpr size_t kQueueBytes = 64 * 1024 * 1024; // half a minute of a 16 Mbit/s stream
+inline constexpr size_t kQueueBytes = size_t{64} * 1024 * 1024; // half a minute of a 16 Mbit/s stream
 
 class WriteQueue {
   public:
