@@ -1,6 +1,7 @@
 #include "server/server_lifecycle.h"
 
-#include <regex>
+#include <sstream>
+#include <string>
 
 #include "config/server_identity.h"
 #include "server/ProtocolAccess.h"
@@ -29,17 +30,27 @@ TEST(ServerLifecycle, ShowsTheBannerOnceThenStartsAndStopsEverything)
 
     // The steps, without the lines of the threads, which come when they come.
     std::string steps;
-    const std::string lines = output.Lines();
-    const std::regex step("(VelmoraServerStart N: port = [0-9]+|(Start|Stop)(VideoProcess|Network)) ?");
-    for (std::sregex_iterator at(lines.begin(), lines.end(), step), end; at != end; ++at)
-        steps += at->str(1) + "\n";
-    const std::string started = "\nStartVideoProcess\n";
-    const std::string stopped = "StopNetwork\nStopNetwork\nStopVideoProcess\n"; // named twice in its line
-    EXPECT_EQ(steps, "VelmoraServerStart N: port = 9000" + started + stopped +
-                         "VelmoraServerStart N: port = 9003" + started + stopped);
+    int endedDetectors = 0;
+    const auto read = [&] {
+        steps.clear();
+        endedDetectors = 0;
+        std::istringstream lines(output.Lines());
+        for (std::string line; std::getline(lines, line);) {
+            for (const char* step :
+                 {"VelmoraServerStart N: port", "StartVideoProcess N", "StopNetwork N", "StopVideoProcess N"})
+                if (const size_t at = line.find(step); at != std::string::npos)
+                    steps += line.substr(at) + "\n";
+            endedDetectors += line.find("VLMFdDetecter N: Thread end!") != std::string::npos ? 1 : 0;
+        }
+    };
     EXPECT_TRUE(WaitUntil([&] { // leaves no thread behind
-        return std::regex_search(output.Lines(), std::regex("VLMFdDetecter N: T[^]*VLMFdDetecter N: T"));
+        read();
+        return endedDetectors == 2;
     }));
+    const std::string rest = "StartVideoProcess N: start!\nStopNetwork N: StopNetwork!\n"
+                             "StopVideoProcess N: SendAVStreamThread stop!\n";
+    EXPECT_EQ(steps,
+              "VelmoraServerStart N: port = 9000\n" + rest + "VelmoraServerStart N: port = 9003\n" + rest);
 }
 
 } // namespace
