@@ -140,39 +140,25 @@ void FakeMediaHost::WaitForQueries(uint32_t command, uint32_t stream, int count)
 
 void FakeMediaHost::AnswerQueries()
 {
-    const auto send = [this](const PositionMessage& answer) {
-        msgsnd(queue_, &answer, PositionMessage::kTextBytes, 0);
-    };
     PositionMessage message{};
     while (msgrcv(queue_, &message, PositionMessage::kTextBytes, kPositionRequestType, 0) >= 0) {
-        const Answer answer = ChooseAnswer(message);
+        const Answer answer = ChooseAnswer(message.word[kWordCommand], message.word[kWordStream]);
         message.type = static_cast<long>(message.word[kWordClientType]);
-        if (answer.foreignPosition) {
-            PositionMessage foreign = message;
-            foreign.word[kWordStream] = kThirdStream;
-            foreign.word[kWordResult] = *answer.foreignPosition;
-            send(foreign);
-        }
-        if (answer.withoutNaming)
-            message.word[kWordCommand] = message.word[kWordStream] = message.word[kWordClientType] = 0;
-        message.word[kWordResult] = answer.position.value_or(0);
-        if (!answer.silent)
-            send(message);
+        message.word[kWordResult] = answer.value_or(0);
+        if (answer)
+            msgsnd(queue_, &message, PositionMessage::kTextBytes, 0);
     }
 }
 
-Answer FakeMediaHost::ChooseAnswer(const PositionMessage& query)
+Answer FakeMediaHost::ChooseAnswer(uint32_t command, uint32_t stream)
 {
-    const uint32_t command = query.word[kWordCommand];
-    const uint32_t stream = query.word[kWordStream];
     const std::lock_guard locked(lock_);
     queries_[{command, stream}]++;
-    Answer answer;
+    const Ring& ring = rings_.at(stream);
+    Answer answer = command == kQueryKeyFrame ? ring.newestKey : ring.position;
     if (auto& script = script_[command]; stream == kMainStream && !script.empty()) {
         answer = script.front();
         script.pop_front();
     }
-    if (!answer.position && stream < rings_.size())
-        answer.position = command == kQueryKeyFrame ? rings_[stream].newestKey : rings_[stream].position;
     return answer;
 }

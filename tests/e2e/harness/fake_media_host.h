@@ -14,13 +14,7 @@
 
 #include "tests/e2e/harness/frames.h"
 
-// How one position query is answered, where not honestly.
-struct Answer {
-    std::optional<uint32_t> position = {};
-    bool silent = false;                          // the query is taken and forgotten
-    std::optional<uint32_t> foreignPosition = {}; // of an answer to some other query that comes first
-    bool withoutNaming = false;                   // the answer does not repeat the query's words
-};
+using Answer = std::optional<uint32_t>; // to a position query; none: it is taken and forgotten
 
 class FakeMediaHost {
   public:
@@ -47,7 +41,6 @@ class FakeMediaHost {
     void Script(uint32_t command, std::vector<Answer> answers);
     int CountQueries(uint32_t command, uint32_t stream);
     void WaitForQueries(uint32_t command, uint32_t stream, int count);
-    [[nodiscard]] int queue() const { return queue_; }
 
   private:
     struct Ring {
@@ -59,7 +52,7 @@ class FakeMediaHost {
         uint32_t newestKey = 0; // guarded by lock_
     };
     void AnswerQueries();
-    Answer ChooseAnswer(const PositionMessage& query);
+    Answer ChooseAnswer(uint32_t command, uint32_t stream);
 
     std::array<Ring, 3> rings_;
     int queue_;

@@ -1,37 +1,18 @@
 #include "tests/e2e/harness/protocol_client.h"
 
 #include <arpa/inet.h>
-#include <fcntl.h>
 #include <netinet/tcp.h>
 #include <poll.h>
-#include <sched.h>
 #include <sys/socket.h>
 
 #include <cstdio>
-#include <fstream>
 
 #include <gtest/gtest.h>
 
 #include "tests/e2e/harness/patience.h"
 
-namespace {
-
-int OpenSocket(Side side)
-{
-    if (side == Side::kCamera)
-        return socket(AF_INET, SOCK_STREAM | SOCK_CLOEXEC, 0);
-    int fd = -1; // a socket stays in the namespace of the thread that made it
-    std::thread([&fd] {
-        const UniqueFd space(open("/sandbox/recorder.ns", O_RDONLY | O_CLOEXEC));
-        if (setns(space.get(), CLONE_NEWNET) == 0)
-            fd = socket(AF_INET, SOCK_STREAM | SOCK_CLOEXEC, 0);
-    }).join();
-    return fd;
-}
-
-} // namespace
-
-ProtocolClient::ProtocolClient(uint16_t port, Side side, int receiveBuffer) : fd_(OpenSocket(side))
+ProtocolClient::ProtocolClient(uint16_t port, int receiveBuffer)
+    : fd_(socket(AF_INET, SOCK_STREAM | SOCK_CLOEXEC, 0))
 {
     const int on = 1;
     setsockopt(fd_.get(), IPPROTO_TCP, TCP_NODELAY, &on, sizeof on);
@@ -40,7 +21,7 @@ ProtocolClient::ProtocolClient(uint16_t port, Side side, int receiveBuffer) : fd
     sockaddr_in address{};
     address.sin_family = AF_INET;
     address.sin_port = htons(port);
-    inet_pton(AF_INET, side == Side::kCamera ? "127.0.0.1" : "192.0.2.10", &address.sin_addr);
+    address.sin_addr.s_addr = htonl(INADDR_LOOPBACK);
     if (connect(fd_.get(), reinterpret_cast<const sockaddr*>(&address), sizeof address) != 0)
         throw std::runtime_error(std::string("cannot connect: ") + strerror(errno));
 }
@@ -126,27 +107,6 @@ uint32_t ProtocolClient::Login()
     return session;
 }
 
-void ProtocolClient::WaitUntilRead()
-{
-    sockaddr_in own{};
-    socklen_t bytes = sizeof own;
-    getsockname(fd_.get(), reinterpret_cast<sockaddr*>(&own), &bytes);
-    char peer[32];
-    snprintf(peer, sizeof peer, "%08X:%04X ", own.sin_addr.s_addr, ntohs(own.sin_port));
-    // The server's end of this connection is the row whose remote address is ours; it follows the local
-    // one, and the bytes waiting to be read stand behind the colon of the fifth column.
-    WaitUntil("the server to read", [&] {
-        std::ifstream table("/proc/net/tcp");
-        for (std::string row; std::getline(table, row);) {
-            char remote[32], queues[32];
-            if (sscanf(row.c_str(), "%*s %*s %30s %*s %30s", remote, queues) == 2 &&
-                std::string_view(peer).starts_with(remote))
-                return strcmp(strchr(queues, ':'), ":00000000") == 0;
-        }
-        return true; // it has closed the connection
-    });
-}
-
 void ProtocolClient::WaitUntilClosed()
 {
     std::string dropped(0x10000, 0);
@@ -174,8 +134,8 @@ std::string MonitorBody(std::string_view action, std::string_view stream)
            R"(","TransMode":"TCP"}}})";
 }
 
-MediaReader::MediaReader(uint32_t session, std::string_view stream, Side side, int receiveBuffer)
-    : client(kServerPort, side, receiveBuffer)
+MediaReader::MediaReader(uint32_t session, std::string_view stream, int receiveBuffer)
+    : client(kServerPort, receiveBuffer)
 {
     client.session = session;
     client.Ask(kMonitorClaim, MonitorBody("Claim", stream));
@@ -210,12 +170,10 @@ ReceivedFrame MediaReader::ReadFrame()
     frame.subHeader = body.substr(0, subHeaderBytes);
     const size_t length =
         isAudio ? LoadLe<uint16_t>(body.data() + 6) : LoadLe<uint32_t>(body.data() + subHeaderBytes - 4);
-    frame.bodies.push_back(body.size());
     frame.bytes = body.substr(subHeaderBytes);
     const size_t limit = isAudio ? 168 : 32768;
     while (frame.bytes.size() < length && body.size() == limit) {
         body = ReadMessage();
-        frame.bodies.push_back(body.size());
         frame.bytes += body;
     }
     if (frame.bytes.size() != length || body.size() > limit)
