@@ -41,9 +41,8 @@ TEST_F(CommandLine, TheBannerComesAtOnceAndTheKeeperSeesThatTheServerLives)
     const ShmAttachment block(IpcShareMemInit(kKeeperKey, kKeeperBlockBytes, kKeeperBlockMode));
     ASSERT_TRUE(block);
     const auto seen = [&] { return LoadLe<uint32_t>(block.get() + kKeeperSlotVelmora * sizeof(KeeperSlot)); };
-    WaitUntil("the first sign of life", [&] { return seen() >= begin; });
-    const uint32_t first = seen();
-    WaitUntil("the next one", [&] { return seen() > first; });
+    for (const uint32_t least : {begin, begin + 2})
+        WaitUntil("a sign of life", [&] { return seen() >= least; });
     EXPECT_LE(seen(), time(nullptr));
 }
 

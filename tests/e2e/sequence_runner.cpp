@@ -4,13 +4,14 @@
 //   open NAME                      connects; NAME below is any connection so opened
 //   NAME session N                 requests carry this session from now on
 //   NAME > ID [len=N] [BODY]       sends a request; len= announces another length than the body's
-//   NAME >raw HEX...               sends bytes
+//   NAME >raw BYTES                sends bytes
 //   NAME < ID BODY | *PART*        the next message is this reply; its header is checked to the byte
 //   log "TEXT" [N]                 waits until the log holds the text (N times)
 //   nolog "TEXT"                   the log does not hold it
 //   stdout "TEXT"                  waits for standard output
 //
-// In bodies and texts \xNN is a byte and <<TEXT*N>> a repetition; in texts \n, \" are what they are in C.
+// In bodies, bytes and texts \xNN is a byte and <<TEXT*N>> a repetition; in texts \n, \" are what they are
+// in C.
 
 #include <fstream>
 #include <iomanip>
@@ -63,14 +64,6 @@ void SendRequest(ProtocolClient& client, std::istream& words)
     client.SendBytes(client.Request(id, Expand(body, false), announced));
 }
 
-void SendHex(ProtocolClient& client, std::istream& words)
-{
-    std::string bytes;
-    for (unsigned byte; words >> std::hex >> byte;)
-        bytes += static_cast<char>(byte);
-    client.SendBytes(bytes);
-}
-
 void ExpectReply(ProtocolClient& client, std::istream& words)
 {
     uint16_t id = 0;
@@ -104,7 +97,7 @@ class Sequences : public Camera, public testing::WithParamInterface<std::string>
         std::string subject, verb;
         words >> subject;
         if (subject == "case")
-            return BeginCase();
+            return connections_.clear(), StartServer();
         if (subject == "open")
             return static_cast<void>(connections_[Rest(words)]);
         if (subject == "log" || subject == "nolog" || subject == "stdout")
@@ -116,21 +109,13 @@ class Sequences : public Camera, public testing::WithParamInterface<std::string>
         else if (verb == ">")
             SendRequest(client, words);
         else if (verb == ">raw")
-            SendHex(client, words);
+            client.SendBytes(Expand(Rest(words), false));
         else if (verb == "<")
             ExpectReply(client, words);
         else
             throw std::runtime_error("no such verb");
     }
 
-  private:
-    void BeginCase()
-    {
-        if (server)
-            server->ExpectHealthy();
-        connections_.clear();
-        StartServer();
-    }
     std::map<std::string, ProtocolClient> connections_;
 };
 

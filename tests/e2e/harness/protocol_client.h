@@ -43,14 +43,8 @@ class ProtocolClient {
     uint32_t sequence = 0x12345678;
 
   private:
-    void WaitForInput(Clock::time_point deadline) const;
-    bool ReadExactly(void* to, size_t bytes); // false at the connection's end
+    void ReadExactly(void* to, size_t bytes);
     UniqueFd fd_;
-};
-
-struct ReceivedFrame {
-    std::string subHeader;
-    std::string bytes;
 };
 
 // A claimed media connection. Checks every message's header to the byte: its session, and its sequence
@@ -58,7 +52,6 @@ struct ReceivedFrame {
 class MediaReader {
   public:
     MediaReader(uint32_t session, std::string_view stream, int receiveBuffer = 0);
-    ReceivedFrame ReadFrame();
     std::string ReadMessage(); // the body of one message
     ProtocolClient client;
 
@@ -80,5 +73,7 @@ struct Watcher {
     MediaReader media;
 };
 
+// The next frame that arrives is this one, cut into messages as it must be. Returns its sub-header.
+std::string ExpectFrame(MediaReader& reader, const Frame& frame);
 // The next frames that arrive are exactly these.
 void ExpectFrames(MediaReader& reader, const std::vector<Frame>& frames);
