@@ -19,8 +19,16 @@ class Camera : public testing::Test {
   protected:
     void StartServer(const std::vector<std::string>& arguments = {})
     {
+        TearDown(); // of the one before
         server.emplace(arguments);
         server->WaitForLog("ListenSocketThread"); // written when the port is open
+    }
+    // Publishes frames, which are the next that arrive here.
+    void Deliver(MediaReader& reader, const std::vector<Frame>& frames = MakeGop(),
+                 uint32_t stream = kMainStream)
+    {
+        media->Publish(stream, frames);
+        ExpectFrames(reader, frames);
     }
     void TearDown() override
     {

@@ -92,15 +92,13 @@ void FakeMediaHost::Prepare(uint32_t stream, uint32_t position, const std::vecto
     uint32_t at = position;
     uint32_t key = position;
     for (const Frame& frame : frames) {
-        ring.serial = frame.serial != 0 ? frame.serial : ring.serial + 1;
-        Write(ring.memory.get() + at, Header(ring.serial, flag, frame.bytes.size(), frame.source),
+        Write(ring.memory.get() + at, Header(++ring.serial, flag, frame.bytes.size(), frame.source),
               frame.bytes);
         flag = kFlagFrame;
         key = IsKeyFrame(frame) ? at : key;
         at += kRecordBytes + static_cast<uint32_t>(frame.bytes.size());
     }
     Write(ring.memory.get() + at, Header(ring.serial + 1, kUnfinished));
-    const std::lock_guard locked(lock_);
     ring.position = at;
     ring.newestKey = key;
 }
@@ -121,58 +119,29 @@ DataInfo FakeMediaHost::At(uint32_t stream, uint32_t position) const
     return LoadLe<DataInfo>(rings_[stream].memory.get() + position);
 }
 
-void FakeMediaHost::Script(uint32_t command, std::vector<Answer> answers)
+void FakeMediaHost::WaitForQueries() const
 {
-    const std::lock_guard locked(lock_);
-    script_[command].assign(answers.begin(), answers.end());
+    WaitUntil("both readers' queries", [&] { return rings_[0].hasQueried && rings_[1].hasQueried; });
 }
 
-int FakeMediaHost::CountQueries(uint32_t command, uint32_t stream)
+void FakeMediaHost::TakeQueryAndFallSilent()
 {
-    const std::lock_guard locked(lock_);
-    return queries_[{command, stream}];
-}
-
-void FakeMediaHost::WaitForQueries(uint32_t command, uint32_t stream, int count)
-{
-    WaitUntil("a position query", [&] { return CountQueries(command, stream) >= count; });
+    isSilent_ = true;
+    WaitUntil("a position query", [&] { return hasForgotten_.load(); });
 }
 
 void FakeMediaHost::AnswerQueries()
 {
-    const auto send = [this](const PositionMessage& answer) {
-        msgsnd(queue_, &answer, PositionMessage::kTextBytes, 0);
-    };
     PositionMessage message{};
     while (msgrcv(queue_, &message, PositionMessage::kTextBytes, kPositionRequestType, 0) >= 0) {
-        const Answer answer = ChooseAnswer(message);
+        Ring& ring = rings_.at(message.word[kWordStream]);
         message.type = static_cast<long>(message.word[kWordClientType]);
-        if (answer.foreignPosition) {
-            PositionMessage foreign = message;
-            foreign.word[kWordStream] = kThirdStream;
-            foreign.word[kWordResult] = *answer.foreignPosition;
-            send(foreign);
-        }
-        if (answer.withoutNaming)
-            message.word[kWordCommand] = message.word[kWordStream] = message.word[kWordClientType] = 0;
-        message.word[kWordResult] = answer.position.value_or(0);
-        if (!answer.silent)
-            send(message);
+        message.word[kWordResult] =
+            message.word[kWordCommand] == kQueryKeyFrame ? ring.newestKey : ring.position;
+        ring.hasQueried = true;
+        if (isSilent_ && &ring == &rings_[kMainStream])
+            hasForgotten_ = true;
+        else
+            msgsnd(queue_, &message, PositionMessage::kTextBytes, 0);
     }
-}
-
-Answer FakeMediaHost::ChooseAnswer(const PositionMessage& query)
-{
-    const uint32_t command = query.word[kWordCommand];
-    const uint32_t stream = query.word[kWordStream];
-    const std::lock_guard locked(lock_);
-    queries_[{command, stream}]++;
-    Answer answer;
-    if (auto& script = script_[command]; stream == kMainStream && !script.empty()) {
-        answer = script.front();
-        script.pop_front();
-    }
-    if (!answer.position && stream < rings_.size())
-        answer.position = command == kQueryKeyFrame ? rings_[stream].newestKey : rings_[stream].position;
-    return answer;
 }

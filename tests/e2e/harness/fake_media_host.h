@@ -6,21 +6,10 @@
 #pragma once
 
 #include <array>
-#include <deque>
-#include <map>
-#include <mutex>
-#include <optional>
+#include <atomic>
 #include <thread>
 
 #include "tests/e2e/harness/frames.h"
-
-// How one position query is answered, where not honestly.
-struct Answer {
-    std::optional<uint32_t> position = {};
-    bool silent = false;                          // the query is taken and forgotten
-    std::optional<uint32_t> foreignPosition = {}; // of an answer to some other query that comes first
-    bool withoutNaming = false;                   // the answer does not repeat the query's words
-};
 
 class FakeMediaHost {
   public:
@@ -40,31 +29,25 @@ class FakeMediaHost {
     void Put(uint32_t stream, const DataInfo& header, std::string_view payload = {});
     [[nodiscard]] DataInfo At(uint32_t stream, uint32_t position) const; // copy of the header there
     [[nodiscard]] uint32_t position(uint32_t stream) const { return rings_[stream].position; }
-    [[nodiscard]] uint32_t serial(uint32_t stream) const { return rings_[stream].serial; }
     [[nodiscard]] uint32_t laps(uint32_t stream) const { return rings_[stream].laps; }
 
-    // The next answers to this command for the main stream; then honest ones follow.
-    void Script(uint32_t command, std::vector<Answer> answers);
-    int CountQueries(uint32_t command, uint32_t stream);
-    void WaitForQueries(uint32_t command, uint32_t stream, int count);
-    [[nodiscard]] int queue() const { return queue_; }
+    void TakeQueryAndFallSilent(); // takes the main stream's queries from now on, and forgets them
+    void WaitForQueries() const;   // until the readers of both streams have asked
 
   private:
     struct Ring {
         int id = -1;
         ShmAttachment memory;
-        uint32_t position = 0; // of the announced record; lock_ guards it against the other thread
-        uint32_t serial = 0;   // of the last one published
+        std::atomic<uint32_t> position = 0; // of the announced record
+        uint32_t serial = 0;                // of the last one published
         uint32_t laps = 0;
-        uint32_t newestKey = 0; // guarded by lock_
+        std::atomic<uint32_t> newestKey = 0;
+        std::atomic<bool> hasQueried = false; // its reader, since this host runs
     };
     void AnswerQueries();
-    Answer ChooseAnswer(const PositionMessage& query);
 
     std::array<Ring, 3> rings_;
     int queue_;
-    std::mutex lock_; // guards the following
-    std::map<uint32_t, std::deque<Answer>> script_;
-    std::map<std::pair<uint32_t, uint32_t>, int> queries_; // by command and stream
+    std::atomic<bool> isSilent_ = false, hasForgotten_ = false;
     std::thread answering_;
 };

@@ -40,7 +40,6 @@ class FakeParamHost {
     FakeParamHost& operator=(const FakeParamHost&) = delete;
 
     template <typename T> void Set(size_t offset, T value) { StoreLe(block_.get() + offset, value); }
-    [[nodiscard]] int queue() const { return queue_; }
 
   private:
     int blockId_ = IpcShareMemInit(kSysConfigKey, kSysConfigBytes, kSysConfigMode);

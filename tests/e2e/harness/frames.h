@@ -19,7 +19,6 @@ inline constexpr auto kAudio = "\xD5"sv;
 struct Frame {
     uint32_t source = kSourceVideo;
     std::string bytes;
-    uint32_t serial = 0; // 0: one more than the record before it
 };
 
 inline bool IsKeyFrame(const Frame& frame)
@@ -27,10 +26,10 @@ inline bool IsKeyFrame(const Frame& frame)
     return frame.bytes.starts_with(kKey264) || frame.bytes.starts_with(kKey265);
 }
 
-inline Frame MakeFrame(std::string_view start, size_t bytes, uint32_t serial = 0)
+inline Frame MakeFrame(std::string_view start, size_t bytes)
 {
     static uint32_t number = 0;
-    Frame frame{start == kAudio ? kSourceAudio : kSourceVideo, std::string(start), serial};
+    Frame frame{start == kAudio ? kSourceAudio : kSourceVideo, std::string(start)};
     frame.bytes.reserve(bytes);
     for (uint32_t noise = ++number; frame.bytes.size() < bytes; noise = noise * 1664525 + 1013904223)
         frame.bytes.push_back(static_cast<char>(noise >> 24));

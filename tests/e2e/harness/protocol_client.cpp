@@ -1,14 +1,11 @@
 #include "tests/e2e/harness/protocol_client.h"
 
 #include <arpa/inet.h>
-#include <fcntl.h>
 #include <netinet/tcp.h>
 #include <poll.h>
-#include <sched.h>
 #include <sys/socket.h>
 
 #include <cstdio>
-#include <fstream>
 
 #include <gtest/gtest.h>
 
@@ -16,45 +13,33 @@
 
 namespace {
 
-int OpenSocket(Side side)
+MessageHeader MakeHeader(uint8_t kind, uint32_t session, uint32_t sequence, uint16_t id, size_t bodyBytes)
 {
-    if (side == Side::kCamera)
-        return socket(AF_INET, SOCK_STREAM | SOCK_CLOEXEC, 0);
-    int fd = -1; // a socket stays in the namespace of the thread that made it
-    std::thread([&fd] {
-        const UniqueFd space(open("/sandbox/recorder.ns", O_RDONLY | O_CLOEXEC));
-        if (setns(space.get(), CLONE_NEWNET) == 0)
-            fd = socket(AF_INET, SOCK_STREAM | SOCK_CLOEXEC, 0);
-    }).join();
-    return fd;
+    return {0xFF, 1, {kind, 0}, session, sequence, {0, 0}, id, static_cast<uint32_t>(bodyBytes)};
 }
 
 } // namespace
 
-ProtocolClient::ProtocolClient(uint16_t port, Side side, int receiveBuffer) : fd_(OpenSocket(side))
+ProtocolClient::ProtocolClient(uint16_t port, int receiveBuffer)
+    : fd_(socket(AF_INET, SOCK_STREAM | SOCK_CLOEXEC, 0))
 {
     const int on = 1;
     setsockopt(fd_.get(), IPPROTO_TCP, TCP_NODELAY, &on, sizeof on);
+    const timeval patience{std::chrono::duration_cast<std::chrono::seconds>(Patience()).count(), 0};
+    setsockopt(fd_.get(), SOL_SOCKET, SO_RCVTIMEO, &patience, sizeof patience);
     if (receiveBuffer > 0)
         setsockopt(fd_.get(), SOL_SOCKET, SO_RCVBUF, &receiveBuffer, sizeof receiveBuffer);
     sockaddr_in address{};
     address.sin_family = AF_INET;
     address.sin_port = htons(port);
-    inet_pton(AF_INET, side == Side::kCamera ? "127.0.0.1" : "192.0.2.10", &address.sin_addr);
+    address.sin_addr.s_addr = htonl(INADDR_LOOPBACK);
     if (connect(fd_.get(), reinterpret_cast<const sockaddr*>(&address), sizeof address) != 0)
         throw std::runtime_error(std::string("cannot connect: ") + strerror(errno));
 }
 
 std::string ProtocolClient::Request(uint16_t id, std::string_view body, std::optional<uint32_t> announced)
 {
-    const MessageHeader header{.ucHeadFlag = kHeadFlag,
-                               .ucVersion = kVersion,
-                               .ucReserved2 = {},
-                               .ulSessionId = session,
-                               .ulSeqNum = ++sequence,
-                               .ucReserved12 = {},
-                               .usMessageId = id,
-                               .ulBodyLength = announced.value_or(static_cast<uint32_t>(body.size()))};
+    const MessageHeader header = MakeHeader(0, session, ++sequence, id, announced.value_or(body.size()));
     std::string bytes(reinterpret_cast<const char*>(&header), sizeof header);
     return bytes.append(body);
 }
@@ -65,51 +50,32 @@ void ProtocolClient::SendBytes(std::string_view bytes)
         throw std::runtime_error(std::string("cannot send: ") + strerror(errno));
 }
 
-void ProtocolClient::WaitForInput(Clock::time_point deadline) const
+void ProtocolClient::ReadExactly(void* to, size_t bytes)
 {
-    const auto left = std::chrono::duration_cast<std::chrono::milliseconds>(deadline - Clock::now());
-    pollfd readable{fd_.get(), POLLIN, 0};
-    if (left.count() <= 0 || poll(&readable, 1, static_cast<int>(left.count())) == 0)
-        throw std::runtime_error("neither a message nor the connection's end came");
-}
-
-bool ProtocolClient::ReadExactly(void* to, size_t bytes)
-{
-    auto* at = static_cast<uint8_t*>(to);
-    for (const auto deadline = Clock::now() + Patience(); bytes > 0;) {
-        WaitForInput(deadline);
-        const ssize_t count = recv(fd_.get(), at, bytes, MSG_DONTWAIT);
-        if (count <= 0)
-            return false;
-        at += count;
-        bytes -= static_cast<size_t>(count);
-    }
-    return true;
+    if (bytes > 0 && recv(fd_.get(), to, bytes, MSG_WAITALL) != static_cast<ssize_t>(bytes))
+        throw std::runtime_error("neither the rest of a message nor the next one came");
 }
 
 Message ProtocolClient::Receive()
 {
     Message message{};
-    bool whole = ReadExactly(&message.header, sizeof message.header);
-    if (whole && message.header.ulBodyLength > 0x10000)
+    ReadExactly(&message.header, sizeof message.header);
+    if (message.header.ulBodyLength > 0x10000)
         throw std::runtime_error("a body of " + std::to_string(message.header.ulBodyLength) + " bytes");
     message.body.resize(message.header.ulBodyLength);
-    whole = whole && ReadExactly(message.body.data(), message.body.size());
-    if (!whole)
-        throw std::runtime_error("the connection was closed where a message was awaited");
+    ReadExactly(message.body.data(), message.body.size());
     return message;
 }
 
 Message ProtocolClient::ReceiveReply(uint16_t replyId)
 {
     Message message = Receive();
-    const MessageHeader& header = message.header;
-    EXPECT_EQ(std::string_view(reinterpret_cast<const char*>(&header), 4), "\xFF\1\0\0"sv);
-    EXPECT_EQ(header.ulSeqNum, sequence);
-    EXPECT_EQ(header.ucReserved12[0] | header.ucReserved12[1], 0);
-    EXPECT_EQ(header.usMessageId, replyId);
+    const uint32_t ownSession = message.header.ulSessionId;
+    const MessageHeader expected = MakeHeader(0, ownSession, sequence, replyId, message.body.size());
+    EXPECT_EQ(memcmp(&message.header, &expected, sizeof expected), 0)
+        << "message " << message.header.usMessageId << ", number " << message.header.ulSeqNum;
     char end[40]; // of every reply: the session of its header
-    snprintf(end, sizeof end, "\"SessionID\":\"0x%08x\"}", header.ulSessionId);
+    snprintf(end, sizeof end, "\"SessionID\":\"0x%08x\"}", ownSession);
     EXPECT_TRUE(message.body.ends_with(end)) << message.body;
     return message;
 }
@@ -126,32 +92,15 @@ uint32_t ProtocolClient::Login()
     return session;
 }
 
-void ProtocolClient::WaitUntilRead()
-{
-    sockaddr_in own{};
-    socklen_t bytes = sizeof own;
-    getsockname(fd_.get(), reinterpret_cast<sockaddr*>(&own), &bytes);
-    char peer[32];
-    snprintf(peer, sizeof peer, "%08X:%04X ", own.sin_addr.s_addr, ntohs(own.sin_port));
-    // The server's end of this connection is the row whose remote address is ours; it follows the local
-    // one, and the bytes waiting to be read stand behind the colon of the fifth column.
-    WaitUntil("the server to read", [&] {
-        std::ifstream table("/proc/net/tcp");
-        for (std::string row; std::getline(table, row);) {
-            char remote[32], queues[32];
-            if (sscanf(row.c_str(), "%*s %*s %30s %*s %30s", remote, queues) == 2 &&
-                std::string_view(peer).starts_with(remote))
-                return strcmp(strchr(queues, ':'), ":00000000") == 0;
-        }
-        return true; // it has closed the connection
-    });
-}
-
 void ProtocolClient::WaitUntilClosed()
 {
     std::string dropped(0x10000, 0);
-    while (WaitForInput(Clock::now() + Patience()), recv(fd_.get(), dropped.data(), dropped.size(), 0) > 0)
-        continue;
+    ssize_t bytes = 0;
+    do
+        bytes = recv(fd_.get(), dropped.data(), dropped.size(), 0);
+    while (bytes > 0);
+    if (bytes < 0 && errno != ECONNRESET)
+        throw std::runtime_error("the connection is not closed");
 }
 
 bool ProtocolClient::HasInput() const
@@ -174,8 +123,8 @@ std::string MonitorBody(std::string_view action, std::string_view stream)
            R"(","TransMode":"TCP"}}})";
 }
 
-MediaReader::MediaReader(uint32_t session, std::string_view stream, Side side, int receiveBuffer)
-    : client(kServerPort, side, receiveBuffer)
+MediaReader::MediaReader(uint32_t session, std::string_view stream, int receiveBuffer)
+    : client(kServerPort, receiveBuffer)
 {
     client.session = session;
     client.Ask(kMonitorClaim, MonitorBody("Claim", stream));
@@ -184,58 +133,42 @@ MediaReader::MediaReader(uint32_t session, std::string_view stream, Side side, i
 std::string MediaReader::ReadMessage()
 {
     const Message message = client.Receive();
-    const MessageHeader expected{.ucHeadFlag = 0xFF,
-                                 .ucVersion = 1,
-                                 .ucReserved2 = {1, 0},
-                                 .ulSessionId = client.session,
-                                 .ulSeqNum = nextSequence_++,
-                                 .ucReserved12 = {0, 0},
-                                 .usMessageId = 1412,
-                                 .ulBodyLength = static_cast<uint32_t>(message.body.size())};
+    const MessageHeader expected = MakeHeader(1, client.session, nextSequence_++, 1412, message.body.size());
     if (memcmp(&message.header, &expected, sizeof expected) != 0)
         throw std::runtime_error("media message " + std::to_string(message.header.ulSeqNum) +
                                  " has a wrong header; expected number " + std::to_string(expected.ulSeqNum));
     return message.body;
 }
 
-ReceivedFrame MediaReader::ReadFrame()
+std::string ExpectFrame(MediaReader& reader, const Frame& frame)
 {
-    ReceivedFrame frame;
-    std::string body = ReadMessage();
-    const std::string kind = body.substr(0, 4);
-    const bool isAudio = kind == "\0\0\1\xFA"sv;
-    const size_t subHeaderBytes = kind == "\0\0\1\xFC"sv ? 16 : 8;
-    if (body.size() < subHeaderBytes || (!isAudio && subHeaderBytes == 8 && kind != "\0\0\1\xFD"sv))
-        throw std::runtime_error("a frame begins without a sub-header");
-    frame.subHeader = body.substr(0, subHeaderBytes);
-    const size_t length =
-        isAudio ? LoadLe<uint16_t>(body.data() + 6) : LoadLe<uint32_t>(body.data() + subHeaderBytes - 4);
-    frame.bodies.push_back(body.size());
-    frame.bytes = body.substr(subHeaderBytes);
+    const bool isAudio = frame.source == kSourceAudio;
+    const size_t subHeaderBytes = IsKeyFrame(frame) ? 16 : 8;
     const size_t limit = isAudio ? 168 : 32768;
-    while (frame.bytes.size() < length && body.size() == limit) {
-        body = ReadMessage();
-        frame.bodies.push_back(body.size());
-        frame.bytes += body;
+    std::string received;
+    for (const size_t all = subHeaderBytes + frame.bytes.size(); received.size() < all;) {
+        const std::string body = reader.ReadMessage();
+        if (body.size() != std::min(limit, all - received.size()))
+            throw std::runtime_error("a message of " + std::to_string(body.size()) + " bytes behind " +
+                                     std::to_string(received.size()) + " of " + std::to_string(all));
+        received += body;
     }
-    if (frame.bytes.size() != length || body.size() > limit)
-        throw std::runtime_error("a frame is cut into messages of a wrong size");
-    return frame;
+    EXPECT_EQ(received.substr(0, 4), isAudio             ? "\0\0\1\xFA"sv
+                                     : IsKeyFrame(frame) ? "\0\0\1\xFC"sv
+                                                         : "\0\0\1\xFD"sv);
+    EXPECT_EQ(isAudio ? LoadLe<uint16_t>(received.data() + 6)
+                      : LoadLe<uint32_t>(received.data() + subHeaderBytes - 4),
+              frame.bytes.size());
+    // Not printed whole: frames are large.
+    EXPECT_TRUE(received.compare(subHeaderBytes, std::string::npos, frame.bytes) == 0) << "other bytes";
+    return received.substr(0, subHeaderBytes);
 }
 
 void ExpectFrames(MediaReader& reader, const std::vector<Frame>& frames)
 try {
-    for (size_t i = 0; i < frames.size(); i++) {
-        const Frame& frame = frames[i];
-        const ReceivedFrame received = reader.ReadFrame();
-        // Not printed whole: frames are large.
-        ASSERT_TRUE(received.bytes == frame.bytes)
-            << "frame " << i << " of " << frames.size() << ": " << received.bytes.size()
-            << " bytes instead of " << frame.bytes.size();
-        const auto kind = frame.source == kSourceAudio ? "\0\0\1\xFA"sv
-                          : IsKeyFrame(frame)          ? "\0\0\1\xFC"sv
-                                                       : "\0\0\1\xFD"sv;
-        EXPECT_TRUE(received.subHeader.starts_with(kind)) << "frame " << i;
+    for (size_t i = 0; i < frames.size() && !testing::Test::HasFailure(); i++) {
+        SCOPED_TRACE("frame " + std::to_string(i) + " of " + std::to_string(frames.size()));
+        ExpectFrame(reader, frames[i]);
     }
 } catch (const std::runtime_error& failure) { // here, where the caller's traces are shown
     FAIL() << failure.what();

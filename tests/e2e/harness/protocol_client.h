@@ -15,8 +15,6 @@
 #include "tests/e2e/harness/frames.h"
 #include "tests/e2e/harness/patience.h"
 
-enum class Side { kCamera, kRecorder }; // where the client runs: on the camera, or at the far end of eth0
-
 struct Message {
     MessageHeader header;
     std::string body;
@@ -24,7 +22,7 @@ struct Message {
 
 class ProtocolClient {
   public:
-    explicit ProtocolClient(uint16_t port = kServerPort, Side side = Side::kCamera, int receiveBuffer = 0);
+    explicit ProtocolClient(uint16_t port = kServerPort, int receiveBuffer = 0);
 
     // A request's bytes with the session and the next sequence number; `announced` replaces the body length.
     std::string Request(uint16_t id, std::string_view body = {}, std::optional<uint32_t> announced = {});
@@ -36,7 +34,6 @@ class ProtocolClient {
     Message Ask(uint16_t id, std::string_view body = {});
     uint32_t Login(); // and takes the session on
 
-    void WaitUntilRead();                // the server has read all that was sent
     void WaitUntilClosed();              // by the server; what arrives before is dropped
     [[nodiscard]] bool HasInput() const; // something has arrived, or the connection is closed
     void Close() { fd_.reset(); }
@@ -46,23 +43,15 @@ class ProtocolClient {
     uint32_t sequence = 0x12345678;
 
   private:
-    void WaitForInput(Clock::time_point deadline) const;
-    bool ReadExactly(void* to, size_t bytes); // false at the connection's end
+    void ReadExactly(void* to, size_t bytes);
     UniqueFd fd_;
-};
-
-struct ReceivedFrame {
-    std::string subHeader;
-    std::string bytes;
-    std::vector<size_t> bodies; // bytes of each message's body
 };
 
 // A claimed media connection. Checks every message's header to the byte: its session, and its sequence
 // numbers, which start at 0 and have no gap.
 class MediaReader {
   public:
-    MediaReader(uint32_t session, std::string_view stream, Side side = Side::kCamera, int receiveBuffer = 0);
-    ReceivedFrame ReadFrame();
+    MediaReader(uint32_t session, std::string_view stream, int receiveBuffer = 0);
     std::string ReadMessage(); // the body of one message
     ProtocolClient client;
 
@@ -74,8 +63,8 @@ std::string MonitorBody(std::string_view action, std::string_view stream);
 
 // A recorder in live view: its command connection and the media connection of one stream.
 struct Watcher {
-    explicit Watcher(std::string_view stream = "Main", Side side = Side::kCamera, int receiveBuffer = 0)
-        : command(kServerPort, side), media(command.Login(), stream, side, receiveBuffer)
+    explicit Watcher(std::string_view stream = "Main", int receiveBuffer = 0)
+        : media(command.Login(), stream, receiveBuffer)
     {
         Monitor("Start");
     }
@@ -84,5 +73,7 @@ struct Watcher {
     MediaReader media;
 };
 
+// The next frame that arrives is this one, cut into messages as it must be. Returns its sub-header.
+std::string ExpectFrame(MediaReader& reader, const Frame& frame);
 // The next frames that arrive are exactly these.
 void ExpectFrames(MediaReader& reader, const std::vector<Frame>& frames);

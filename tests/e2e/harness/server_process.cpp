@@ -76,12 +76,7 @@ void ServerProcess::WaitFor(const UniqueFd& where, const std::string& text, int 
 
 int ServerProcess::CountLog(const std::string& text) const
 {
-    return CountOf(Log(), text);
-}
-
-std::string ServerProcess::Log() const
-{
-    return Contents(log_);
+    return CountOf(Contents(log_), text);
 }
 
 int ServerProcess::WaitForExit()
@@ -105,7 +100,7 @@ void ServerProcess::ExpectHealthy()
         reaped_ = true;
         ADD_FAILURE() << "the server died, wait status " << status;
     }
-    const std::string log = Log();
+    const std::string log = Contents(log_);
     for (const char* complaint : {"ERROR: AddressSanitizer", "ERROR: LeakSanitizer", "runtime error:",
                                   "WARNING: ThreadSanitizer", "*** stack smashing", "*** buffer overflow"})
         EXPECT_EQ(CountOf(log, complaint), 0);

@@ -22,18 +22,15 @@ class ServerProcess {
     void WaitForLog(const std::string& text, int times = 1) const { WaitFor(log_, text, times); }
     void WaitForOutput(const std::string& text, int times = 1) const { WaitFor(output_, text, times); }
     [[nodiscard]] int CountLog(const std::string& text) const;
-    [[nodiscard]] std::string Log() const;
 
-    int WaitForExit(); // its exit status
-    [[nodiscard]] size_t CountDescriptors() const { return CountEntries("fd"); }
-    [[nodiscard]] size_t CountThreads() const { return CountEntries("task"); }
+    int WaitForExit();                                              // its exit status
+    [[nodiscard]] size_t CountEntries(const char* directory) const; // of its directory in /proc
     // Fails the test if the server has died or a sanitizer has complained.
     void ExpectHealthy();
     [[nodiscard]] static const char* Path();
 
   private:
     static void WaitFor(const UniqueFd& where, const std::string& text, int times);
-    [[nodiscard]] size_t CountEntries(const char* directory) const;
 
     UniqueFd log_, output_; // files in memory, to which the server writes
     pid_t pid_;
