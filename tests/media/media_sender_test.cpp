@@ -64,7 +64,6 @@ TEST_F(Sender, FramesAreCutBehindTheirSubHeaders)
     Expect(0, kSourceVideo, Frame(0x41, 100000), {0, 0, 1, 0xFD, 0xA0, 0x86, 0x01, 0x00}, 32768);
     EXPECT_EQ(clock_.sleeps[1], 3); // behind each message but the first
     Expect(1, kSourceAudio, Frame(0x41, 320), {0, 0, 1, 0xFA, 0x0E, 2, 0x40, 1}, 168);
-
     setenv("TZ", "UTC-2", 1); // two hours ahead
     tzset();
     g_now = 1741521907; // 2025-03-09 12:05:07 UTC
@@ -87,12 +86,9 @@ TEST_F(Sender, FramesAreCutBehindTheirSubHeaders)
     tzset();
 }
 
-TEST_F(Sender, StoppedProcessSendsNothing)
+TEST_F(Sender, StoppedProcessSendsNothingMore)
 {
     const Watcher watcher(1, 1);
-    SetVideoProcessRunning(false);
-    EXPECT_EQ(PackAVFrame(0, buffer_.data()), -1);
-    SetVideoProcessRunning(true);
     clock_.onSleep = [] { SetVideoProcessRunning(false); }; // in the pause after the second message
     EXPECT_EQ(Send(0, Frame(0x41, 100000)), -1);
     EXPECT_EQ(watcher.Receive().size(), 2U * (20 + 32768));
@@ -102,7 +98,7 @@ TEST_F(Sender, ReceiverThatFailsOrBlocksTooLongIsDroppedAlone)
 {
     // Results of the sends to the first of two receivers; the second gets everything in any case.
     const auto check = [&](std::vector<int> results, bool isKept, int sleeps, const char* line = "",
-                           int lines = 0, size_t secondPiece = 32768) {
+                           int lines = 0) {
         SCOPED_TRACE(line);
         const Watcher first(1, 1), second(2, 1);
         FakeSend send(std::move(results));
@@ -111,9 +107,7 @@ TEST_F(Sender, ReceiverThatFailsOrBlocksTooLongIsDroppedAlone)
         std::iota(message.begin(), message.end(), uint8_t{3});
         clock_.sleeps.clear();
         SendAVStream(0, message.data(), message.size());
-        EXPECT_EQ(send.pieces[0], 32768U);
-        EXPECT_EQ(send.pieces[1], secondPiece);
-        EXPECT_EQ(GetSessionIdByFd(first.fd) == 1, isKept);
+        EXPECT_EQ(GetSessionIdByFd(first.fd()) == 1, isKept);
         EXPECT_EQ(clock_.sleeps[2], sleeps);
         EXPECT_EQ(log.Count(line), lines);
         EXPECT_EQ(second.Receive(), message);
@@ -121,8 +115,8 @@ TEST_F(Sender, ReceiverThatFailsOrBlocksTooLongIsDroppedAlone)
         EXPECT_EQ(first.Receive() == message, isKept);
     };
     std::vector<int> blocked(199, -EAGAIN);
-    check({}, true, 0, "", 0, 20);
-    check({1000, 32768}, true, 1, "SendAVStream #: ret != sendlen !1000 != 32768\n", 1, 31788);
+    check({}, true, 0);
+    check({1000, 32768}, true, 1, "SendAVStream #: ret != sendlen !1000 != 32768\n", 1);
     check({-ECONNRESET}, false, 0, "SendAVStream #: ret -1 <= 0!errno = 104\n", 1);
     blocked.push_back(1); // a byte that goes out starts the count again
     blocked.insert(blocked.end(), 199, -EAGAIN);
@@ -134,7 +128,7 @@ TEST_F(Sender, ConnectionRemovedMeanwhileIsNotWaitedFor)
 {
     const Watcher watcher(1, 1);
     FakeSend send(std::vector<int>(300, -EAGAIN));
-    clock_.onSleep = [&] { RemoveFd(watcher.fd); };
+    clock_.onSleep = [&] { RemoveFd(watcher.fd()); };
     Bytes message(100);
     SendAVStream(0, message.data(), message.size());
     EXPECT_EQ(clock_.sleeps[2], 1);
