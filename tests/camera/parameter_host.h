@@ -32,14 +32,8 @@ template <typename T> Request Sent(int code, T value)
     const auto* const bytes = reinterpret_cast<const uint8_t*>(&value);
     return {code, {bytes, bytes + sizeof value}};
 }
-inline Request SentByte(int code, int value)
-{
-    return Sent(code, static_cast<uint8_t>(value));
-}
-inline Request SentShort(int code, int value)
-{
-    return Sent(code, static_cast<uint16_t>(value));
-}
+inline constexpr auto* SentByte = Sent<uint8_t>;
+inline constexpr auto* SentShort = Sent<uint16_t>;
 
 // Answers with the length of the value, in 20 bytes, unless a test says otherwise.
 struct ParameterHost {

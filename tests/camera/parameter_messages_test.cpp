@@ -180,7 +180,7 @@ TEST_F(ParameterMessages, EndWithTheirLock)
     }
     EXPECT_EQ(SysDrvExit(), 0);
     for (const auto& [call, name] : {std::pair(&SemWait, "SemWait"), {&SemRelease, "SemRelease"}})
-        EXPECT_EQ(ErrorOutputOf([&] { EXPECT_EQ(call(), -1); }),
+        EXPECT_EQ(ErrorOutputOf([call = call] { EXPECT_EQ(call(), -1); }),
                   std::string("Error: ") + name + ": Invalid Semaphore handler\n");
     EXPECT_EQ(Send(4101, 1), -1);
     const std::string id = std::to_string(msgget(kQueueKey, 0));

@@ -110,7 +110,8 @@ TEST_F(VideoOperations, EncoderRecordHoldsTheBlocksWords)
     EXPECT_EQ(get(), expected);
     Host().Set<uint8_t>({{1335, 4}});
     const Words mjpeg = get();
-    for (const auto& [word, value] : {std::pair(1, 15U), {2, 15U}, {10, 16384U}, {39, 15U}, {48, 16384U}})
+    for (const auto& [word, value] :
+         {std::pair(size_t{1}, 15U), {2, 15U}, {10, 16384U}, {39, 15U}, {48, 16384U}})
         EXPECT_EQ(mjpeg[word], value);
     memset(Host().block, 0xFF, kBlockBytes);
     const Words hostile = get();
@@ -136,7 +137,7 @@ TEST_F(VideoOperations, ImageSettingsAreSingleBytesInOrder)
     std::vector<Request> expected;
     for (const auto& [index, place, code] : kImage) {
         Host().block[place] = image.ucValue[index] = static_cast<uint8_t>(100 + index);
-        expected.push_back(SentByte(code, 100 + index));
+        expected.push_back(SentByte(code, image.ucValue[index]));
     }
     EXPECT_EQ(CameraSetImageConfig(&image), 0);
     EXPECT_EQ(Host().Take(), expected);
@@ -169,7 +170,7 @@ TEST_F(VideoOperations, MotionDetection)
     auto* const record = reinterpret_cast<MotionDetectionEx*>(bytes.data());
     bytes.fill(0xEE);
     expected[4] = 33;
-    for (const auto& [index, place] : {std::pair(1, 2104), {3, 2106}, {536, 7075}})
+    for (const auto& [index, place] : {std::pair(size_t{1}, 2104), {3, 2106}, {536, 7075}})
         expected[index] = Host().block[place] = static_cast<uint8_t>(index);
     for (size_t i = 0; i < 128; i++)
         expected[8 + i] = Host().block[2116 + i] = static_cast<uint8_t>(i);

@@ -28,8 +28,8 @@ DataInfo Header(uint32_t serial, int32_t length = 0, uint32_t flag = kFlagFrame,
     return header;
 }
 
-const Bytes kSps = {0, 0, 0, 1, 0x67}, kSlice = {0, 0, 0, 1, 0x41}, kIdr = {0, 0, 0, 1, 0x65},
-            kVps = {0, 0, 0, 1, 0x40}, kJpeg = {0xFF, 0xD8, 0, 0, 0x41};
+const Bytes kSps = {0, 0, 0, 1, 0x67}, kIdr = {0, 0, 0, 1, 0x65}, kVps = {0, 0, 0, 1, 0x40},
+            kJpeg = {0xFF, 0xD8, 0, 0, 0x41};
 
 class RingTest : public testing::Test {
   protected:
@@ -196,23 +196,6 @@ TEST_F(RingTest, SearchGoesOnAtKeyFramesAboveTheOldSerial)
     Search("SPS without start code", {9, 0, 0, 1, 0x67}, 4, false);
     Search("last place", kSps, 4, true, 0x20000 - 69);
     Search("at the ring's end", kSps, 4, false, 0x20000 - 68);
-}
-
-TEST_F(RingTest, ThreadRefusesBadArgumentsAndEndsWithItsFlag)
-{
-    TestRing ring(kMainStream);
-    g_clients[kType].reader[kMainStream].isRunning = false;
-    const auto run = [](int32_t type, uint32_t index, int32_t segment) {
-        FakeLog log;
-        gGetAVStreamSysInfo.StreamSharememID[kMainStream] = segment;
-        ReaderArgument argument = {type, index};
-        AVStreamGetAVDataThread(&argument);
-        return log.lines[1].substr(strlen("AVStreamGetAVDataThread "));
-    };
-    EXPECT_EQ(run(kType, 4, 0), "#: VideoIndex 4 is out of range!\n");
-    EXPECT_EQ(run(17, 0, 0), "#: MsgAVType 17 is out of range!\n");
-    EXPECT_EQ(run(kType, 0, -1), "#: StreamSysInfo->StreamSharememID[0] -1 < 0\n");
-    EXPECT_EQ(run(kType, 0, ring.id), "#: AVStreamGetAVDataThread 10 0 exit!\n");
 }
 
 TEST_F(RingTest, TalkReaderDeliversByTimeStamp)
