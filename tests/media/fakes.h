@@ -12,7 +12,6 @@
 #include <ctime>
 #include <functional>
 #include <map>
-#include <mutex>
 #include <string>
 #include <vector>
 
@@ -22,6 +21,7 @@
 #include "media/stream_buffers.h"
 #include "protocol/connection_table.h"
 #include "protocol/send_mutex.h"
+#include "tests/captured_output.h"
 #include "tests/exchange.h"
 
 // Switched on for the thread that made it.
@@ -50,23 +50,17 @@ struct FakeSend : Active<FakeSend> {
     std::vector<int> results;
 };
 
-// Collects trace lines of all threads, with "#" for the source line number.
-struct FakeLog {
-    FakeLog() { Switch(this); }
-    ~FakeLog() { Switch(nullptr); }
-    static void Switch(FakeLog* log)
+// Collects trace lines of all threads, with N for the source line number.
+struct FakeLog : CapturedOutput {
+    // How many lines begin so.
+    [[nodiscard]] int Count(const std::string& line) const
     {
-        const std::lock_guard lock(mutex);
-        active = log;
+        const std::string lines = Lines();
+        int count = 0;
+        for (size_t at = 0; (at = lines.find("[Trace]: " + line, at)) != lines.npos; at++)
+            count++;
+        return count;
     }
-    [[nodiscard]] int Count(const std::string& text) const
-    {
-        const std::lock_guard lock(mutex);
-        return static_cast<int>(std::count(lines.begin(), lines.end(), text));
-    }
-    std::vector<std::string> lines;
-    static inline std::mutex mutex;
-    static inline FakeLog* active = nullptr;
 };
 
 // Whether streams are watched (-1: as the table says), and how often that was asked.

@@ -108,12 +108,12 @@ TEST_F(Sender, ReceiverThatFailsOrBlocksTooLongIsDroppedAlone)
     };
     std::vector<int> blocked(199, -EAGAIN);
     check({}, true, 0);
-    check({1000, 32768}, true, 1, "SendAVStream #: ret != sendlen !1000 != 32768\n", 1);
-    check({-ECONNRESET}, false, 0, "SendAVStream #: ret -1 <= 0!errno = 104\n", 1);
+    check({1000, 32768}, true, 1, "SendAVStream N: ret != sendlen !1000 != 32768\n", 1);
+    check({-ECONNRESET}, false, 0, "SendAVStream N: ret -1 <= 0!errno = 104\n", 1);
     blocked.push_back(1); // a byte that goes out starts the count again
     blocked.insert(blocked.end(), 199, -EAGAIN);
-    check(blocked, true, 399, "SendAVStream #: ret -1 <= 0 !errno = 11\n", 398);
-    check(std::vector<int>(200, -EAGAIN), false, 199, "SendAVStream #: ret11count >= 200\n", 1);
+    check(blocked, true, 399, "SendAVStream N: ret -1 <= 0 !errno = 11\n", 398);
+    check(std::vector<int>(200, -EAGAIN), false, 199, "SendAVStream N: ret11count >= 200\n", 1);
 }
 
 TEST_F(Sender, ConnectionRemovedMeanwhileIsNotWaitedFor)

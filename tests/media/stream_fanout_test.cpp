@@ -33,8 +33,8 @@ TEST_F(FanOut, ArgumentsAreChecked)
          {VideoCallbackFunc(0, 2, &byte, 1, nullptr), VideoCallbackFunc(0, 0, nullptr, 1, nullptr),
           VideoCallbackFunc(0, 0, &byte, 0, nullptr), GetStreamFrame(2, out_.data(), &length_, &kind_)})
         EXPECT_EQ(status, -1);
-    EXPECT_EQ(log.Count("VideoCallbackFunc #:iVideoIndex < 0 || iVideoIndex >= MAX_STREAM_NUMS\n"), 1);
-    EXPECT_EQ(log.Count("VideoCallbackFunc #:VideoData == NULL || iDataLen <= 0\n"), 2);
+    EXPECT_EQ(log.Count("VideoCallbackFunc N:iVideoIndex < 0 || iVideoIndex >= MAX_STREAM_NUMS\n"), 1);
+    EXPECT_EQ(log.Count("VideoCallbackFunc N:VideoData == NULL || iDataLen <= 0\n"), 2);
 }
 
 TEST_F(FanOut, SlotOfAnOversizeFrameIsUsedByTheNext)
@@ -146,10 +146,10 @@ TEST_F(FanOut, VideoProcessStartsStopsAndStartsAgain)
         }
         EXPECT_EQ(StopVideoProcess(), 0);
     }
-    for (const char* line : {"StartVideoProcess #: start!\n", "UnlockSignal #: Thread end!\n",
-                             "StopVideoProcess #: SendAVStreamThread stop!\n"})
+    for (const char* line : {"StartVideoProcess N: start!\n", "UnlockSignal N: Thread end!\n",
+                             "StopVideoProcess N: SendAVStreamThread stop!\n"})
         EXPECT_EQ(log.Count(line), 2) << line;
-    while (log.Count("SendAVStreamThread #: Thread end!\n") < 4) // two streams, two rounds
+    while (log.Count("SendAVStreamThread N: Thread end!\n") < 4) // two streams, two rounds
         std::this_thread::yield();
 }
 
