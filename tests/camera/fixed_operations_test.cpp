@@ -30,19 +30,15 @@ TEST(FixedOperations, AnswerByTheirPointersAlone)
     EXPECT_STREQ(list.preset[127].szName, "PTZ0128");
     for (const float coordinate : {list.preset[0].fPan, list.preset[64].fTilt, list.preset[127].fZoom})
         EXPECT_EQ(coordinate, -50.0F);
-    for (const uint32_t command : {30U, 51U, 55U, 56U, 61U, 63U, 89U})
-        EXPECT_EQ(RunCameraCommand(command, nullptr, nullptr), -1) << command;
 }
 
 TEST(FurtherCommands, WithNamesOfTheirOwnLogThem)
 {
     uint32_t word = 0;
     const std::string output = ErrorOutputOf([&] {
-        EXPECT_EQ(CameraGetUpGradeFileSaveName(&word) + CameraGetDateTimeProperty(&word), -10);
-        EXPECT_EQ(CameraSetDateTimeProperty(&word) + CameraCheckUpGradeFile(&word), -10);
-        EXPECT_EQ(CameraSetPTZSerialProperty(&word) + CameraGetPTZSerialProperty(&word), -10);
-        EXPECT_EQ(CameraSetPTZ3DZoom(&word) + CameraSetPreviewModeConfig(&word), -10);
-        EXPECT_EQ(CameraGetPlayBackQueryFiles(&word, &word) + CameraSetResolution2(0, 1, 1), -10);
+        for (auto* const get :
+             {CameraGetUpGradeFileSaveName, CameraGetDateTimeProperty, CameraGetPTZSerialProperty})
+            EXPECT_EQ(get(&word), -5);
         EXPECT_EQ(CameraGetPlayBackQueryFiles(&word, nullptr), -1);
     });
     EXPECT_NE(output.find("[Trace]: CameraGetUpGradeFileSaveName "), std::string::npos);
@@ -53,26 +49,22 @@ TEST(FixedOperations, TestFramesComeInTurnAndWrap)
     for (const char* folder : {"/var/frames", "/var/frames/VideoData720P", "/var/frames/VideoData720P_Sub"})
         ASSERT_EQ(mkdir(folder, 0755), 0);
     ASSERT_EQ(chdir("/var/frames"), 0);
-    for (const char* name : {"/Data0000", "/Data0001", "/Data0899"}) {
-        std::ofstream(std::string("VideoData720P") + name + ".txt") << 'm' << name + 5;
-        std::ofstream(std::string("VideoData720P_Sub") + name + ".txt") << 's' << name + 5;
-    }
+    for (const char* name : {"/Data0000", "_Sub/Data0000", "_Sub/Data0001", "/Data0899"})
+        std::ofstream(std::string("VideoData720P") + name + ".txt") << name[1] << name + strlen(name) - 4;
     uint8_t buffer[5];
     TestVideoFrame frame{buffer, 5, 0};
     const auto next = [&](uint32_t stream) {
         const int status = CameraGetTestVideoFrame(stream, &frame);
         return status == 0 ? std::string(buffer, buffer + frame.ulBytes) : std::to_string(status);
     };
-    EXPECT_EQ(next(0), "m0000");
-    EXPECT_EQ(next(1), "s0000");
-    EXPECT_EQ(next(77), "s0001") << "any other stream is the sub stream";
-    EXPECT_EQ(next(0), "m0001");
-    for (int number = 2; number < 899; number++)
+    EXPECT_EQ(next(0), "D0000");
+    EXPECT_EQ(next(1), "S0000");
+    EXPECT_EQ(next(77), "S0001") << "any other stream is the sub stream";
+    for (int number = 1; number < 899; number++)
         EXPECT_EQ(next(0), "-7") << number;
-    EXPECT_EQ(next(0), "m0899");
-    EXPECT_EQ(next(0), "m0000");
+    EXPECT_EQ(next(0), "D0899");
     frame.ulCapacity = 4;
-    EXPECT_EQ(next(0), "-1") << "a frame larger than the buffer";
+    EXPECT_EQ(next(0), "-1") << "the first again, larger than the buffer";
     ASSERT_EQ(chdir("/"), 0);
 }
 

@@ -7,40 +7,24 @@
 #include <sys/stat.h>
 #include <unistd.h>
 
+#include <thread>
 #include <utility>
 
 #include "camera/camera_commands.h"
+#include "common/sysv_ipc.h"
 
 namespace {
-
-constexpr int kStop = -1;
 
 struct Message {
     long type;
     int32_t word[100]; // code, source, reserved, length or result, offset, more than there should be
 };
 
-int OpenQueue()
-{
-    return msgget(kQueueKey, IPC_CREAT | 0666);
-}
-
-Request ReadRequest(const Message& message)
-{
-    Request request{message.word[0], std::vector<uint8_t>(static_cast<size_t>(message.word[3])),
-                    message.word[1], message.word[4]};
-    auto* const data = static_cast<uint8_t*>(shmat(shmget(kQueueKey, 0, 0), nullptr, SHM_RDONLY));
-    memcpy(request.value.data(), data + request.offset, request.value.size());
-    shmdt(data);
-    return request;
-}
-
 // Gives the test program its parameter host, an empty /var/cfg and the initialised camera.
 class CameraSetup : public testing::Environment {
     void SetUp() override
     {
-        ASSERT_EQ(getpid(), 1)
-            << "run through tests/isolated.sh: the mount would hide the machine's directory";
+        ASSERT_EQ(getpid(), 1) << "run through tests/isolated.sh, where the mount hides nothing";
         ASSERT_EQ(mount("tmpfs", "/var", "tmpfs", 0, nullptr), 0);
         ASSERT_EQ(mkdir("/var/cfg", 0755), 0);
         Host();
@@ -54,15 +38,9 @@ class CameraSetup : public testing::Environment {
 
 ParameterHost::ParameterHost()
     : block(static_cast<uint8_t*>(shmat(shmget(kBlockKey, kBlockBytes, IPC_CREAT | 0660), nullptr, 0))),
-      queueId_(OpenQueue()), thread_([this] { Serve(); })
+      queueId_(IpcMsgInit(kQueueKey, 0666))
 {
-}
-
-ParameterHost::~ParameterHost()
-{
-    const Message stop{1, {kStop}};
-    msgsnd(OpenQueue(), &stop, 20, 0);
-    thread_.join();
+    std::thread([this] { Serve(); }).detach();
 }
 
 std::vector<Request> ParameterHost::Take()
@@ -74,25 +52,28 @@ std::vector<Request> ParameterHost::Take()
 void ParameterHost::Serve()
 {
     Message message{};
-    while (msgrcv(queueId_, &message, 20, 1, 0) >= 0 && message.word[0] != kStop) {
+    auto& [type, word] = message;
+    while (msgrcv(queueId_, &message, 20, 1, 0) >= 0) {
         const std::lock_guard lock(mutex_);
-        const Request& request = requests_.emplace_back(ReadRequest(message));
-        if (removesQueue.exchange(false)) {
-            msgctl(queueId_, IPC_RMID, nullptr);
-            queueId_ = OpenQueue();
+        const ShmAttachment data(shmget(kQueueKey, 0, 0));
+        const uint8_t* const slot = data.get() + word[4];
+        requests_.push_back({word[0], {slot, slot + word[3]}, word[1], word[4]});
+        if (answersFirstByte)
+            word[3] = *slot;
+        type = word[1];
+        if (!removesQueue.exchange(false)) {
+            msgsnd(queueId_, &message, answerBytes, 0);
             continue;
         }
-        message.type = request.source;
-        if (answersMinus77 || answersFirstByte)
-            message.word[3] = answersMinus77 ? -77 : request.value[0];
-        msgsnd(queueId_, &message, answerBytes, 0);
+        msgctl(queueId_, IPC_RMID, nullptr);
+        queueId_ = IpcMsgInit(kQueueKey, 0666);
     }
 }
 
 ParameterHost& Host()
 {
-    static ParameterHost host;
-    return host;
+    static auto* const host = new ParameterHost;
+    return *host;
 }
 
 std::string ErrorOutputOf(const std::function<void()>& call)

@@ -1,5 +1,5 @@
 // A parameter host for tests: owns queue, data segment and parameter block, writes down every request and
-// answers it. Runs on a thread of its own until destroyed.
+// answers it. Runs on a thread of its own as long as the test program.
 #pragma once
 
 #include <sys/types.h>
@@ -8,9 +8,10 @@
 #include <cstdint>
 #include <cstring>
 #include <functional>
+#include <initializer_list>
 #include <mutex>
 #include <string>
-#include <thread>
+#include <utility>
 #include <vector>
 
 inline constexpr key_t kQueueKey = 14073; // and the data segment's
@@ -31,25 +32,22 @@ template <typename T> Request Sent(int code, T value)
     const auto* const bytes = reinterpret_cast<const uint8_t*>(&value);
     return {code, {bytes, bytes + sizeof value}};
 }
-inline Request SentByte(int code, int value)
-{
-    return Sent(code, static_cast<uint8_t>(value));
-}
-inline Request SentShort(int code, int value)
-{
-    return Sent(code, static_cast<uint16_t>(value));
-}
+inline constexpr auto* SentByte = Sent<uint8_t>;
+inline constexpr auto* SentShort = Sent<uint16_t>;
 
 // Answers with the length of the value, in 20 bytes, unless a test says otherwise.
 struct ParameterHost {
     ParameterHost();
-    ~ParameterHost();
     // Requests since the last call; each is written down, under the lock, before its answer is sent.
     std::vector<Request> Take();
-    template <typename T> void Set(size_t offset, T value) { memcpy(block + offset, &value, sizeof value); }
+    // Values of the block by their offsets.
+    template <typename T> void Set(std::initializer_list<std::pair<size_t, T>> fields)
+    {
+        for (const auto& [offset, value] : fields)
+            memcpy(block + offset, &value, sizeof value);
+    }
 
     std::atomic<bool> answersFirstByte{false}; // of the value, as the result
-    std::atomic<bool> answersMinus77{false};
     std::atomic<size_t> answerBytes{20};
     std::atomic<bool> removesQueue{false}; // once, instead of answering; it goes on with a new one
     uint8_t* const block;
@@ -60,7 +58,6 @@ struct ParameterHost {
     std::mutex mutex_; // guards the requests; held from the note of one to its answer
     std::vector<Request> requests_;
     int queueId_;
-    std::thread thread_;
 };
 
 // The one that lives as long as the test program, which it sets up as process 7 of the camera.

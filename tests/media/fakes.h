@@ -5,7 +5,6 @@
 #include <gtest/gtest.h>
 #include <sys/shm.h>
 #include <sys/socket.h>
-#include <unistd.h>
 
 #include <algorithm>
 #include <atomic>
@@ -13,7 +12,6 @@
 #include <ctime>
 #include <functional>
 #include <map>
-#include <mutex>
 #include <string>
 #include <vector>
 
@@ -23,6 +21,8 @@
 #include "media/stream_buffers.h"
 #include "protocol/connection_table.h"
 #include "protocol/send_mutex.h"
+#include "tests/captured_output.h"
+#include "tests/exchange.h"
 
 // Switched on for the thread that made it.
 template <typename Fake> struct Active {
@@ -48,26 +48,19 @@ struct FakeHost : Active<FakeHost> {
 struct FakeSend : Active<FakeSend> {
     explicit FakeSend(std::vector<int> scripted) : results(std::move(scripted)) {}
     std::vector<int> results;
-    std::vector<size_t> pieces = {}; // asked to send so far
 };
 
-// Collects trace lines of all threads, with "#" for the source line number.
-struct FakeLog {
-    FakeLog() { Switch(this); }
-    ~FakeLog() { Switch(nullptr); }
-    static void Switch(FakeLog* log)
+// Collects trace lines of all threads, with N for the source line number.
+struct FakeLog : CapturedOutput {
+    // How many lines begin so.
+    [[nodiscard]] int Count(const std::string& line) const
     {
-        const std::lock_guard lock(mutex);
-        active = log;
+        const std::string lines = Lines();
+        int count = 0;
+        for (size_t at = 0; (at = lines.find("[Trace]: " + line, at)) != lines.npos; at++)
+            count++;
+        return count;
     }
-    [[nodiscard]] int Count(const std::string& text) const
-    {
-        const std::lock_guard lock(mutex);
-        return static_cast<int>(std::count(lines.begin(), lines.end(), text));
-    }
-    std::vector<std::string> lines;
-    static inline std::mutex mutex;
-    static inline FakeLog* active = nullptr;
 };
 
 // Whether streams are watched (-1: as the table says), and how often that was asked.
@@ -76,7 +69,6 @@ inline std::atomic<int> g_allocations{0};
 inline time_t g_now = 0; // 0: the real time
 // Answers of command 15, one each; the last one repeats. Empty: the command fails.
 inline std::vector<StreamEncoderConfig> g_encoderAnswers;
-inline uint32_t g_streamCallbackType = 0;
 
 // The video process without its threads, with empty buffers.
 class RunningFanOut : public testing::Test {
@@ -97,9 +89,8 @@ class RunningFanOut : public testing::Test {
 
 // A ring of its stream, in a segment of its own under the stream's key.
 struct TestRing {
-    explicit TestRing(uint32_t index, size_t bytes = 0)
-        : id(shmget(kRings[index].key, bytes != 0 ? bytes : kRings[index].ulSegmentBytes, IPC_CREAT | 0600)),
-          attachment(id)
+    explicit TestRing(uint32_t index)
+        : id(shmget(kRings[index].key, kRings[index].ulSegmentBytes, IPC_CREAT | 0600)), attachment(id)
     {
         gGetAVStreamSysInfo.StreamSharememID[index] = id;
     }
@@ -113,29 +104,17 @@ struct TestRing {
     ShmAttachment attachment;
 };
 
-// A media connection of a session on one end of a socket pair; the other end receives. The table owns
-// the first.
-struct Watcher {
-    Watcher(uint32_t sessionId, int32_t fdType)
+// A media connection of a session whose stream flows.
+struct Watcher : TestConnection {
+    Watcher(uint32_t sessionId, int32_t fdType) : TestConnection(sessionId, fdType)
     {
-        EXPECT_EQ(socketpair(AF_UNIX, SOCK_STREAM, 0, fds), 0);
-        EXPECT_EQ(AddFd(fd, "127.0.0.1", 0, sessionId), 0);
-        SetFdType(fd, fdType);
-        SetSendVideoFlag(fd, 1);
+        SetSendVideoFlag(fd(), 1);
     }
-    ~Watcher()
+    // What is there already.
+    [[nodiscard]] std::vector<uint8_t> Receive() const
     {
-        RemoveFd(fd);
-        close(peer);
-    }
-    // What is there already, or with MSG_WAITALL exactly so many bytes.
-    [[nodiscard]] std::vector<uint8_t> Receive(size_t bytes = 1 << 20, int flags = MSG_DONTWAIT) const
-    {
-        std::vector<uint8_t> data(bytes);
-        data.resize(static_cast<size_t>(std::max<ssize_t>(0, recv(peer, data.data(), bytes, flags))));
+        std::vector<uint8_t> data(1 << 20);
+        data.resize(static_cast<size_t>(std::max<ssize_t>(0, recv(peer(), data.data(), data.size(), 0))));
         return data;
     }
-    int fds[2] = {-1, -1};
-    const int& fd = fds[0];
-    const int& peer = fds[1];
 };
