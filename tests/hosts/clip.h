@@ -2,7 +2,6 @@
 // removed at the end of the scope.
 #pragma once
 
-#include <cstring>
 #include <fstream>
 #include <string>
 
@@ -16,24 +15,18 @@ class Clip {
   public:
     explicit Clip(int frames)
     {
-        const StreamFacts facts{kCodecH264, 64, 48, 25, 200000, kClipKeyFrameEvery};
-        VideoEncoder encoder(facts, 0x40000);
+        VideoEncoder encoder({kCodecH264, 64, 48, 25, 200000, kClipKeyFrameEvery}, 0x40000);
         auto picture = OwnLibav(av_frame_alloc());
-        picture->format = AV_PIX_FMT_YUV420P;
+        picture->format = AV_PIX_FMT_GRAY8;
         picture->width = 64;
         picture->height = 48;
         CheckLibav(av_frame_get_buffer(picture.get(), 0), "picture");
         std::ofstream file(path_, std::ios::binary);
         for (int i = 0; i < frames; ++i) {
-            for (int y = 0; y < 48; ++y)
-                for (int x = 0; x < 64; ++x)
-                    picture->data[0][y * picture->linesize[0] + x] =
-                        static_cast<uint8_t>(x * 3 + y * 5 + i * 7);
-            for (const int plane : {1, 2})
-                memset(picture->data[plane], 128, static_cast<size_t>(picture->linesize[plane]) * 24);
+            for (int at = 0; at < picture->linesize[0] * 48; ++at)
+                picture->data[0][at] = static_cast<uint8_t>(at * 3 + at / 64 * 5 + i * 7);
             const AccessUnit unit = encoder.Encode(*picture, i % kClipKeyFrameEvery == 0);
-            file.write(reinterpret_cast<const char*>(unit.bytes.data()),
-                       static_cast<std::streamsize>(unit.bytes.size()));
+            file << std::string(unit.bytes.begin(), unit.bytes.end());
         }
     }
 

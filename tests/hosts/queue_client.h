@@ -9,14 +9,15 @@
 #include <algorithm>
 #include <vector>
 
+struct WordMessage {
+    long type;
+    uint32_t word[64];
+};
+
 // Sends 32-bit words as a message of the type; waits for nothing.
 inline void SendWords(key_t key, long type, const std::vector<uint32_t>& words)
 {
-    struct {
-        long type;
-        uint32_t word[64];
-    } message{};
-    message.type = type;
+    WordMessage message{type, {}};
     std::copy(words.begin(), words.end(), message.word);
     ASSERT_EQ(msgsnd(msgget(key, 0), &message, words.size() * 4, 0), 0);
 }
@@ -24,24 +25,15 @@ inline void SendWords(key_t key, long type, const std::vector<uint32_t>& words)
 // The next message of the type; blocks until it comes.
 inline std::vector<uint32_t> ReceiveWords(key_t key, long type)
 {
-    struct {
-        long type;
-        uint32_t word[64];
-    } message{};
+    WordMessage message{};
     const ssize_t bytes = msgrcv(msgget(key, 0), &message, sizeof message.word, type, 0);
-    EXPECT_GE(bytes, 0);
-    return {message.word, message.word + (bytes < 0 ? 0 : bytes / 4)};
+    return {message.word, message.word + std::max<ssize_t>(bytes, 0) / 4};
 }
 
 inline size_t MessagesInQueue(key_t key)
 {
     msqid_ds status{};
     return msgctl(msgget(key, 0), IPC_STAT, &status) == 0 ? status.msg_qnum : SIZE_MAX;
-}
-
-inline bool SegmentExists(key_t key)
-{
-    return shmget(key, 0, 0) >= 0;
 }
 
 inline uint8_t* AttachSegment(key_t key)

@@ -14,8 +14,6 @@ class TemporaryDirectory {
             throw std::runtime_error("no temporary directory");
     }
     ~TemporaryDirectory() { std::filesystem::remove_all(path_); }
-    TemporaryDirectory(const TemporaryDirectory&) = delete;
-    TemporaryDirectory& operator=(const TemporaryDirectory&) = delete;
 
     [[nodiscard]] std::string File(const std::string& name) const { return path_ + "/" + name; }
 

@@ -1,6 +1,5 @@
 #include "media/ring_reader.h"
 
-#include <climits>
 #include <optional>
 
 #include "media/key_frame_search.h"
