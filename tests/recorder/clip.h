@@ -1,11 +1,20 @@
 // Real video for the tests, made when they run, and a second opinion on the files that were written.
 #pragma once
 
+#include <cstdio>
+#include <filesystem>
 #include <string>
 #include <vector>
 
-extern "C" {
-#include <libavcodec/codec_id.h>
+// What a shell command prints.
+inline std::string OutputOf(const std::string& command)
+{
+    FILE* const pipe = popen(command.c_str(), "r");
+    std::string output;
+    for (int byte = getc(pipe); byte != EOF; byte = getc(pipe))
+        output += static_cast<char>(byte);
+    pclose(pipe);
+    return output;
 }
 
 struct ClipFrame {
@@ -13,28 +22,41 @@ struct ClipFrame {
     std::string bytes; // Annex B; key frames begin with their parameter sets
 };
 
-// A moving pattern at 25 frames a second, a key frame every `gop` frames, no reordering.
-std::vector<ClipFrame> EncodeClip(AVCodecID codec, int width, int height, int frames, int gop);
+// A moving pattern of 96 lines, a key frame every `gop` frames, no reordering. The codec is h264 or hevc.
+inline std::vector<ClipFrame> EncodeClip(const std::string& codec, int width, int frames, int gop)
+{
+    const bool isH264 = codec == "h264";
+    const std::string clip = OutputOf(
+        "ffmpeg -nostdin -v error -f lavfi -i testsrc2=r=25:s=" + std::to_string(width) + "x96 -frames:v " +
+        std::to_string(frames) + " -g " + std::to_string(gop) + " -pix_fmt yuv420p -threads 1 -c:v lib" +
+        (isH264 ? "x264" : "x265 -x265-params log-level=none:pools=none:scenecut=0") +
+        " -preset ultrafast -tune zerolatency -bsf:v " + codec + "_metadata=aud=insert -f " + codec + " -");
+    // Each frame lies behind a delimiter, which a camera does not send.
+    const std::string delimiter = isH264 ? std::string("\0\0\0\1\x09", 5) : std::string("\0\0\0\1\x46\1", 6);
+    const std::string parameters(isH264 ? "\0\0\0\1\x67" : "\0\0\0\1\x40", 5);
+    std::vector<ClipFrame> result;
+    for (size_t at = 0, next = 0; at < clip.size(); at = next) {
+        next = std::min(clip.find(delimiter, at + 1), clip.size());
+        const size_t begin = at + delimiter.size() + 1;
+        const std::string bytes = clip.substr(begin, next - begin);
+        result.push_back({bytes.starts_with(parameters), bytes});
+    }
+    return result;
+}
 
-struct ReadTrack {
-    AVCodecID codec;
-    int width;
-    int height;
-    std::vector<double> stamps;     // seconds, one for each packet
-    std::vector<std::string> bytes; // of each packet
-    int decoded = 0;                // frames that decoded without an error
-};
-
-// Opens a media file, reads and decodes everything; one entry for each track.
-std::vector<ReadTrack> ReadBack(const std::string& path);
-
-// A file's bytes; empty when there is none.
-std::string ReadFile(const std::string& path);
+// What another program reads in the file, decoding it all; a line for each entry and each error.
+inline std::string
+Probe(const std::string& path,
+      const std::string& entries = "stream=codec_name,width,nb_read_frames -select_streams v")
+{
+    return OutputOf("ffprobe -v error -count_frames -of csv=p=0 -show_entries " + entries + " " + path +
+                    " 2>&1");
+}
 
 // A folder of this test's own, removed at its end.
 struct TempFolder {
-    std::string path;
-    TempFolder();
-    ~TempFolder();
-    [[nodiscard]] std::string File(const char* name) const { return path + "/" + name; }
+    std::string path = "/tmp/velmora_recorder_XXXXXX";
+    TempFolder() { path = mkdtemp(path.data()); }
+    ~TempFolder() { std::filesystem::remove_all(path); }
+    [[nodiscard]] std::string File(const std::string& name) const { return path + "/" + name; }
 };

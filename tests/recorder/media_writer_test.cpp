@@ -2,7 +2,8 @@
 
 #include <gtest/gtest.h>
 
-#include "recorder/aac_encoder.h"
+#include <sstream>
+
 #include "recorder/failure.h"
 #include "recorder/snapshot.h"
 #include "tests/recorder/clip.h"
@@ -11,181 +12,86 @@ namespace {
 
 const std::atomic<bool> kNeverGiveUp = false;
 
-KeyFrameHeader HeaderOf(AVCodecID codec)
+KeyFrameHeader HeaderOf(const std::string& codec)
 {
     KeyFrameHeader header{};
-    header.ulKind = kKeyFrame;
-    header.ucCodec = codec == AV_CODEC_ID_H264 ? kCodecH264 : kCodecH265;
+    header.ucCodec = codec == "h264" ? kCodecH264 : kCodecH265;
     header.ucFrameRate = 25;
     return header;
 }
 
-// Writes a clip with 40 ms of sound beside each picture; arrivals are given, nothing waits.
-class Feeder {
-  public:
-    explicit Feeder(const std::string& path) : writer_(path, kNeverGiveUp) {}
-    void Play(AVCodecID codec, const std::vector<ClipFrame>& clip, bool withAudio)
+// Writes clips with 40 ms of sound beside each picture; arrivals are given, nothing waits.
+struct Feeder {
+    MediaWriter writer;
+    TimePoint arrival{std::chrono::hours(1)};
+    explicit Feeder(const std::string& path) : writer(path, kNeverGiveUp) {}
+    void Play(const std::string& codec, const std::vector<ClipFrame>& clip, bool withAudio)
     {
-        for (const ClipFrame& frame : clip) {
-            arrival_ += milliseconds(arrival_.time_since_epoch().count() % 3 == 0 ? 25 : 55); // jitter
-            writer_.Write({frame.isKey ? kKeyFrame : kOtherFrame,
-                           HeaderOf(codec),
-                           {frame.bytes.begin(), frame.bytes.end()},
-                           arrival_});
+        for (const auto& [isKey, bytes] : clip) {
+            arrival += milliseconds(arrival.time_since_epoch().count() % 3 == 0 ? 25 : 55); // jitter
+            const FrameKind kind = isKey ? kKeyFrame : kOtherFrame;
+            writer.Write({kind, HeaderOf(codec), {bytes.begin(), bytes.end()}, arrival});
             if (withAudio)
-                writer_.Write({kAudioFrame, HeaderOf(codec), std::vector<uint8_t>(320, 0xD5), arrival_});
+                writer.Write({kAudioFrame, HeaderOf(codec), std::vector<uint8_t>(320, 0xD5), arrival});
         }
     }
-    void Pause(milliseconds pause) { arrival_ += pause; }
-    MediaWriter& writer() { return writer_; }
-
-  private:
-    MediaWriter writer_;
-    TimePoint arrival_{std::chrono::hours(1)};
 };
-
-void ExpectRising(const std::vector<double>& stamps)
-{
-    for (size_t i = 1; i < stamps.size(); i++)
-        EXPECT_GT(stamps[i], stamps[i - 1]) << "packet " << i;
-}
 
 TEST(MediaWriter, WritesFilesThatPlay)
 {
-    const struct {
-        const char* name;
-        AVCodecID codec;
-        AVCodecID audio; // none: the camera sends no sound
-    } kCases[] = {
-        {"a.mkv", AV_CODEC_ID_H264, AV_CODEC_ID_PCM_ALAW}, {"b.mkv", AV_CODEC_ID_HEVC, AV_CODEC_ID_NONE},
-        {"c.mp4", AV_CODEC_ID_H264, AV_CODEC_ID_NONE},     {"d.MP4", AV_CODEC_ID_HEVC, AV_CODEC_ID_AAC},
-        {"e.mp4", AV_CODEC_ID_H264, AV_CODEC_ID_AAC},
-    };
+    const std::tuple<const char*, const char*, std::string> kCases[] = {
+        {"a.mkv", "h264", "pcm_alaw\n"}, {"b.MP4", "hevc", "aac\n"}, {"c.mp4", "h264", ""}};
     const TempFolder folder;
-    for (const auto& c : kCases) {
-        SCOPED_TRACE(c.name);
-        Feeder feeder(folder.File(c.name));
-        const auto clip = EncodeClip(c.codec, 208, 120, 50, 10);
+    for (const auto& [name, codec, audio] : kCases) {
+        const std::string path = folder.File(name);
+        Feeder feeder(path);
+        const auto clip = EncodeClip(codec, 208, 25, 10);
         // A recording begins with a key frame: what comes before it is left out.
-        feeder.Play(c.codec, {clip.begin() + 1, clip.begin() + 5}, true);
-        feeder.Play(c.codec, clip, c.audio != AV_CODEC_ID_NONE);
-        feeder.writer().Close();
-        const auto tracks = ReadBack(folder.File(c.name));
-        ASSERT_EQ(tracks.size(), c.audio == AV_CODEC_ID_NONE ? 1U : 2U);
-        EXPECT_EQ(tracks[0].codec, c.codec);
-        EXPECT_EQ(tracks[0].width, 208);
-        EXPECT_EQ(tracks[0].decoded, 50);
-        ASSERT_EQ(tracks[0].stamps.size(), 50U);
-        EXPECT_NEAR(tracks[0].stamps.back() - tracks[0].stamps.front(), 49 * 0.040, 0.800);
-        ExpectRising(tracks[0].stamps);
-        if (tracks.size() == 1)
-            continue;
-        EXPECT_EQ(tracks[1].codec, c.audio);
-        ExpectRising(tracks[1].stamps);
-        if (c.audio == AV_CODEC_ID_PCM_ALAW) {
-            EXPECT_EQ(tracks[1].bytes, std::vector<std::string>(50, std::string(320, '\xD5')))
-                << "as received";
+        feeder.Play(codec, {clip.begin() + 1, clip.begin() + 5}, true);
+        feeder.Play(codec, clip, !audio.empty());
+        feeder.arrival += milliseconds(30'000);
+        feeder.Play(codec, clip, !audio.empty());
+        feeder.writer.Close();
+        EXPECT_EQ(Probe(path), std::string(codec) + ",208,50\n");
+        EXPECT_EQ(Probe(path, "stream=codec_name -select_streams a"), audio);
+        for (const char* track : {"v", "a"}) { // sound stays beside the picture, also after the pause
+            std::istringstream lines(Probe(path, std::string("packet=pts_time -select_streams ") + track));
+            double last = -1;
+            for (double stamp = 0; lines >> stamp; last = stamp, lines.ignore(10, '\n'))
+                EXPECT_GT(stamp, last) << path;
+            EXPECT_NEAR(last, track[0] == 'a' && audio.empty() ? -1 : 31.9, 0.6) << path;
         }
     }
-}
-
-TEST(MediaWriter, KeepsSoundBesideThePictureAfterAPause)
-{
-    const TempFolder folder;
-    const auto clip = EncodeClip(AV_CODEC_ID_H264, 96, 64, 25, 25);
-    Feeder feeder(folder.File("pause.mp4"));
-    feeder.Play(AV_CODEC_ID_H264, clip, true);
-    feeder.Pause(milliseconds(30'000));
-    feeder.Play(AV_CODEC_ID_H264, clip, true);
-    feeder.writer().Close();
-    const auto tracks = ReadBack(folder.File("pause.mp4"));
-    ASSERT_EQ(tracks.size(), 2U);
-    EXPECT_EQ(tracks[0].decoded, 50);
-    EXPECT_GT(tracks[0].stamps.back(), 30.0);
-    EXPECT_NEAR(tracks[1].stamps.back(), tracks[0].stamps.back(), 0.5);
+    EXPECT_EQ(OutputOf("ffmpeg -v error -i " + folder.File("a.mkv") + " -map a -c copy -f alaw -"),
+              std::string(50 * 320, '\xD5'))
+        << "as received";
 }
 
 TEST(MediaWriter, StartsANewFileWhenTheFormatChanges)
 {
     const TempFolder folder;
-    const auto small = EncodeClip(AV_CODEC_ID_H264, 96, 64, 10, 10);
-    const auto large = EncodeClip(AV_CODEC_ID_H264, 160, 96, 12, 12);
-    const auto other = EncodeClip(AV_CODEC_ID_HEVC, 160, 96, 14, 14);
     Feeder feeder(folder.File("clip.mkv"));
-    feeder.Play(AV_CODEC_ID_H264, small, false);
-    feeder.Play(AV_CODEC_ID_H264, small, false); // the same again is no change
-    feeder.Play(AV_CODEC_ID_H264, large, true);
-    feeder.Play(AV_CODEC_ID_HEVC, other, false);
-    feeder.writer().Close();
-    const struct {
-        const char* name;
-        AVCodecID codec;
-        int width;
-        int frames;
-    } kExpected[] = {{"clip.mkv", AV_CODEC_ID_H264, 96, 20},
-                     {"clip-2.mkv", AV_CODEC_ID_H264, 160, 12},
-                     {"clip-3.mkv", AV_CODEC_ID_HEVC, 160, 14}};
-    ASSERT_EQ(feeder.writer().files().size(), std::size(kExpected));
-    for (size_t i = 0; i < std::size(kExpected); i++) {
-        SCOPED_TRACE(kExpected[i].name);
-        EXPECT_EQ(feeder.writer().files()[i], folder.File(kExpected[i].name));
-        const auto tracks = ReadBack(folder.File(kExpected[i].name));
-        ASSERT_FALSE(tracks.empty());
-        EXPECT_EQ(tracks[0].codec, kExpected[i].codec);
-        EXPECT_EQ(tracks[0].width, kExpected[i].width);
-        EXPECT_EQ(tracks[0].decoded, kExpected[i].frames);
-    }
-}
-
-TEST(MediaWriter, SaysWhatItCannotWrite)
-{
-    const auto clip = EncodeClip(AV_CODEC_ID_H264, 96, 64, 2, 2);
-    const struct {
-        const char* path;
-        const char* text;
-    } kCases[] = {
-        {"/nowhere/clip.h264", "cannot write /nowhere/clip.h264: No such file or directory"},
-        {"/nowhere/clip.mkv", "cannot write /nowhere/clip.mkv: No such file or directory"},
-        {"/", "cannot write /: Is a directory"},
-        {"/dev/full", "cannot write /dev/full: No space left on device"},
-    };
-    for (const auto& c : kCases) {
-        SCOPED_TRACE(c.path);
-        try {
-            Feeder feeder(c.path);
-            feeder.Play(AV_CODEC_ID_H264, clip, true);
-            feeder.writer().Close();
-            ADD_FAILURE() << "written";
-        } catch (const Failure& failure) {
-            EXPECT_EQ(failure.code(), kExitLocal);
-            EXPECT_STREQ(failure.what(), c.text);
-        }
-    }
+    feeder.Play("h264", EncodeClip("h264", 96, 20, 10), false); // the same key frame again is no change
+    feeder.Play("h264", EncodeClip("h264", 160, 12, 12), true);
+    feeder.Play("hevc", EncodeClip("hevc", 160, 14, 14), false);
+    feeder.writer.Close();
+    ASSERT_EQ(feeder.writer.files().size(), 3U);
+    EXPECT_EQ(Probe(folder.File("clip.mkv")), "h264,96,20\n");
+    EXPECT_EQ(Probe(folder.File("clip-2.mkv")), "h264,160,12\n");
+    EXPECT_EQ(Probe(folder.File("clip-3.mkv")), "hevc,160,14\n");
 }
 
 TEST(MediaWriter, SaysThatKeyFramesCannotBeRead)
 {
-    const TempFolder folder;
-    Feeder feeder(folder.File("clip.mkv"));
-    feeder.Play(AV_CODEC_ID_H264, {{true, "no NAL"}, {false, "nor here"}, {true, ""}}, true);
-    EXPECT_THROW(feeder.writer().Close(), Failure);
-    EXPECT_EQ(ReadFile(folder.File("clip.mkv")), "");
-}
-
-TEST(Alaw, DecodesToTheLevelsOfTheLine)
-{
-    const struct {
-        uint8_t byte;
-        int level; // of 32768
-    } kCases[] = {{0xD5, 8}, {0x55, -8}, {0xAA, 32256}, {0x2A, -32256}, {0xC5, 264}, {0x5A, -248}};
-    for (const auto& c : kCases)
-        EXPECT_EQ(DecodeAlaw(c.byte), static_cast<float>(c.level) / 32768.0F) << int{c.byte};
+    Feeder feeder("/nowhere/clip.mkv"); // not even opened
+    feeder.Play("h264", {{true, "no NAL"}, {false, "nor here"}, {true, ""}}, true);
+    EXPECT_THROW(feeder.writer.Close(), Failure);
 }
 
 TEST(Picture, DecodesAKeyFrameAndRefusesGarbage)
 {
-    for (const AVCodecID codec : {AV_CODEC_ID_H264, AV_CODEC_ID_HEVC}) {
-        const std::string key = EncodeClip(codec, 208, 120, 1, 1)[0].bytes;
+    for (const char* codec : {"h264", "hevc"}) {
+        const std::string key = EncodeClip(codec, 208, 1, 1)[0].bytes;
         const std::span bytes(reinterpret_cast<const uint8_t*>(key.data()), key.size());
         const Picture picture = DecodePicture(HeaderOf(codec), bytes);
         EXPECT_EQ(picture.format.width, 208);

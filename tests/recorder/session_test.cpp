@@ -9,106 +9,77 @@
 namespace {
 
 constexpr milliseconds kLong{20'000};
-constexpr milliseconds kShort{50};
 
-TEST(Session, LogsInClaimsAndStartsUnderItsSessionId)
+// A request as it must arrive within session 7.
+void ExpectMonitor(const Request& request, uint16_t id, const Bytes& action, const Bytes& stream)
 {
-    Bytes claimBody, startBody;
-    {
-        FakeCamera camera({
-            [&](Peer& peer) {
-                peer.Login();
-                startBody = peer.Answer(1410, R"({"Ret":100})").body;
-                peer.AwaitClose();
-            },
-            [&](Peer& peer) {
-                const Request claim = peer.Answer(1413, R"({"Ret":100})");
-                EXPECT_EQ(claim.session, 7U);
-                claimBody = claim.body;
-                peer.AwaitClose();
-            },
-        });
-        Session session({"127.0.0.1", camera.port()}, kLong);
-        const Reply reply = session.Login();
-        EXPECT_EQ(session.id(), 7U);
-        EXPECT_NE(reply.text.find(R"("DeviceType":"IPC")"), std::string::npos);
-        const Connection media = session.Claim(FindStream("EXTRA"));
-        session.Monitor("Start", FindStream("main"));
-    }
-    EXPECT_EQ(claimBody, R"({"Name":"OPMonitor","OPMonitor":{"Action":"Claim","Parameter":{"Channel":0,)"
-                         R"("StreamType":"Extra"}},"SessionID":"0x00000007"})");
-    EXPECT_EQ(startBody, R"({"Name":"OPMonitor","OPMonitor":{"Action":"Start","Parameter":{"Channel":0,)"
-                         R"("StreamType":"Main"}},"SessionID":"0x00000007"})");
-    EXPECT_THROW(FindStream("third"), Failure);
+    EXPECT_EQ(request.id, id);
+    EXPECT_EQ(request.session, 7U);
+    EXPECT_EQ(request.body, R"({"Name":"OPMonitor","OPMonitor":{"Action":")" + action +
+                                R"(","Parameter":{"Channel":0,"StreamType":")" + stream +
+                                R"("}},"SessionID":"0x00000007"})");
+}
+
+TEST(Session, ClaimsStartsAndStopsUnderItsSessionId)
+{
+    FakeCamera camera({[](Peer& peer) {
+                           EXPECT_EQ(peer.Answer().id, 1000);
+                           ExpectMonitor(peer.Answer(), 1410, "Start", "Main");
+                           ExpectMonitor(peer.Answer(), 1410, "Stop", "Main");
+                       },
+                       [](Peer& peer) { ExpectMonitor(peer.Answer(), 1413, "Claim", "Extra"); }});
+    Session session(camera.address, kLong);
+    session.Login();
+    session.Claim(FindStream("EXTRA"));
+    session.Monitor("Start", FindStream("main"));
+    session.Monitor("Stop", FindStream("main"));
 }
 
 TEST(Session, TakesTheAnswerThatMatchesAndNoOther)
 {
-    const struct {
-        uint16_t request;
-        uint16_t reply;
-    } kCases[] = {{1042, 1043}, {1474, 1471}, {1562, 1501}, {9999, 10000}};
-    for (const auto& c : kCases) {
-        SCOPED_TRACE(c.request);
-        FakeCamera camera({[&c](Peer& peer) {
-            const Request request = peer.Read();
-            peer.Send(Wire(1504, 0, request.seqNum, R"({"Name":"alarm"})") +
-                      Wire(c.reply, 0, request.seqNum + 1, R"({"Name":"other number"})") +
-                      Wire(1007, 0, request.seqNum, R"({"Name":"other id"})") +
-                      Wire(c.reply, 0, request.seqNum, R"({"Name":"mine","Ret":100})"));
-            peer.AwaitClose();
+    const std::pair<uint16_t, uint16_t> kCases[] = {{1042, 1043}, {1474, 1471}, {1562, 1501}, {9999, 10000}};
+    for (const auto& [requestId, replyId] : kCases) {
+        FakeCamera camera({[reply = replyId](Peer& peer) {
+            const uint32_t seqNum = peer.Read().seqNum;
+            peer.Send(Wire(1504, seqNum, "alarm") + Wire(reply, seqNum + 1, "other number") +
+                      Wire(1007, seqNum, "other id") + Wire(reply, seqNum, "mine"));
         }});
-        Session session({"127.0.0.1", camera.port()}, kLong);
-        EXPECT_EQ(session.Request(c.request, "{}").text, R"({"Name":"mine","Ret":100})");
+        Session session(camera.address, kLong);
+        EXPECT_EQ(session.Request(requestId, "{}").text, "mine");
         EXPECT_EQ(session.alarms(), 1U);
     }
 }
 
 TEST(Session, KeepsItsIntervalWhateverTheCameraNames)
 {
-    const struct {
-        const char* interval;
-        int seconds;
-    } kCases[] = {{"5", 5},     {"3600", 3600}, {"0", 20},    {"-3", 20},
-                  {"3601", 20}, {"\"5\"", 20},  {"1e300", 20}};
-    for (const auto& c : kCases) {
-        SCOPED_TRACE(c.interval);
-        FakeCamera camera({[&c](Peer& peer) {
-            peer.Answer(1000, Bytes(R"({"AliveInterval":)") + c.interval + R"(,"Ret":100})");
-            peer.AwaitClose();
+    const std::pair<const char*, int> kCases[] = {
+        {"5", 5}, {"3600", 3600}, {"0", 20}, {"3601", 20}, {"\"5\"", 20}};
+    for (const auto& [interval, seconds] : kCases) {
+        FakeCamera camera({[text = Bytes(interval)](Peer& peer) {
+            peer.Answer(R"({"AliveInterval":)" + text + R"(,"Ret":100})");
         }});
-        Session session({"127.0.0.1", camera.port()}, kLong);
+        Session session(camera.address, kLong);
         EXPECT_EQ(session.nextWake(), TimePoint::max()) << "nothing to keep alive before login";
         const TimePoint before = Clock::now();
         session.Login();
-        EXPECT_GE(session.nextWake(), before + std::chrono::seconds(c.seconds));
-        EXPECT_LE(session.nextWake(), Clock::now() + std::chrono::seconds(c.seconds));
-    }
-}
-
-// A poll loop in its simplest form: until the session throws or `until` says so.
-template <typename Until> void Loop(Session& session, Until until)
-{
-    while (!until()) {
-        pollfd entry{session.command().fd(), POLLIN, 0};
-        if (poll(&entry, 1, PollTimeout(session.nextWake())) > 0)
-            session.Receive();
-        session.KeepAlive();
+        EXPECT_GE(session.nextWake(), before + std::chrono::seconds(seconds)) << interval;
+        EXPECT_LE(session.nextWake(), Clock::now() + std::chrono::seconds(seconds)) << interval;
     }
 }
 
 TEST(Session, AnUnansweredKeepaliveTimesOut)
 {
     FakeCamera camera({[](Peer& peer) {
-        peer.Login(1);
+        peer.Answer(R"({"AliveInterval":1,"Ret":100})");
         EXPECT_EQ(peer.Read().id, 1006);
         peer.AwaitClose();
     }});
-    Session session({"127.0.0.1", camera.port()}, kLong);
+    Session session(camera.address, kLong);
     session.Login();
-    session.setTimeout(kShort);
+    session.setTimeout(milliseconds(50));
     try {
-        Loop(session, [] { return false; });
+        for (;; session.KeepAlive())
+            poll(nullptr, 0, PollTimeout(session.nextWake()));
     } catch (const Failure& failure) {
         EXPECT_EQ(failure.code(), kExitTimedOut);
         EXPECT_NE(std::string(failure.what()).find("keepalive"), std::string::npos);

@@ -9,8 +9,6 @@
 #include "recorder/failure.h"
 #include "tests/recorder/clip.h"
 
-namespace {
-
 // A reader that never reads: the queue fills, frames are dropped up to a key frame, and the end comes.
 TEST(WriteQueue, GivesUpAPipeThatNobodyReads)
 {
@@ -38,11 +36,18 @@ TEST(WriteQueue, GivesUpAPipeThatNobodyReads)
 
 TEST(WriteQueue, TellsOfAFailureWhileItHappens)
 {
-    WriteQueue queue("/nowhere/clip.h264");
-    queue.Push({kKeyFrame, KeyFrameHeader{}, {1}, Clock::now()});
-    pollfd entry{queue.failedFd(), POLLIN, 0};
-    EXPECT_EQ(poll(&entry, 1, 30'000), 1);
-    EXPECT_THROW(queue.Finish(milliseconds(30'000)), Failure);
+    for (const std::string text :
+         {"/nowhere/a.h264: No such file or directory", "/dev/full: No space left on device"}) {
+        WriteQueue queue(text.substr(0, text.find(':')));
+        queue.Push({kKeyFrame, KeyFrameHeader{}, {1}, Clock::now()});
+        pollfd entry{queue.failedFd(), POLLIN, 0};
+        EXPECT_EQ(poll(&entry, 1, 30'000), 1);
+        try {
+            queue.Finish(milliseconds(30'000));
+            ADD_FAILURE() << text;
+        } catch (const Failure& failure) {
+            EXPECT_EQ(failure.code(), kExitLocal);
+            EXPECT_EQ(failure.what(), "cannot write " + text);
+        }
+    }
 }
-
-} // namespace
