@@ -231,9 +231,9 @@ int32_t ParameterStore::ApplyEvent(const FieldPlace& place)
 
 void ParameterStore::Keep(const std::string& name, ParameterValue value)
 {
-    ParameterValue& kept = changes_[name];
-    const bool changed = kept != value;
-    kept = std::move(value);
+    const auto [entry, isNew] = changes_.try_emplace(name);
+    const bool changed = isNew || entry->second != value;
+    entry->second = std::move(value);
     if (changed && !loading_ && !stateFile_.empty())
         SaveParameterState(stateFile_, changes_);
 }

@@ -67,6 +67,8 @@ void RingWriter::Wrap()
 {
     const uint32_t wrapPlace = place_;
     ForgetOverwrittenKeyFrame(0, kAnnouncedBytes);
+    // What lies behind the wrap record is an older lap's, which this one did not reach to overwrite.
+    ForgetOverwrittenKeyFrame(wrapPlace, ringBytes_ - wrapPlace);
     first_.reset();
     Announce(0);
     place_ = 0;

@@ -101,8 +101,8 @@ TEST(ParameterStore, FindsItsSettingsAgainAfterARestart)
         {4154, {0, 0, 0, 0x80}},
         {4217, Block(128, 0xA5)},
         {4335, TourRecord(1, 7, 2)},
-        {4300, {0}},
         {8195, account},
+        {4300, {0}}, // last, so that no later change saves it
     };
     for (const auto& [field, value] : changes)
         EXPECT_EQ(camera.Apply(field, value), 0) << field;
