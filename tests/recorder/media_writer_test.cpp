@@ -96,7 +96,7 @@ TEST(Picture, DecodesAKeyFrameAndRefusesGarbage)
         const Picture picture = DecodePicture(HeaderOf(codec), bytes);
         EXPECT_EQ(picture.format.width, 208);
         EXPECT_EQ(std::string(picture.png.begin(), picture.png.begin() + 4), "\x89PNG");
-        for (const size_t length : {0, 3, 5, 20})
+        for (const size_t length : {0U, 3U, 5U, 20U})
             EXPECT_THROW(DecodePicture(HeaderOf(codec), bytes.first(length)), Failure);
     }
 }
