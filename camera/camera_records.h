@@ -154,6 +154,66 @@ enum AgreementType : uint8_t {
     ARG_AGREEMENT_ALL = 255, // seven entries
 };
 
+// Commands 3, 35, 37 and 43. An interface's name is "eth0" or "wlan0".
+inline constexpr size_t kInterfaceTextBytes = 16;
+inline constexpr size_t kMacTextBytes = 18; // "XX:XX:XX:XX:XX:XX"
+struct InterfaceAddress {
+    char szInterface[kInterfaceTextBytes];
+    char szAddress[32]; // dotted IPv4
+};
+static_assert(offsetof(InterfaceAddress, szAddress) == 16);
+
+// Command 5
+struct DhcpStatue {
+    uint32_t ulInterface; // 0 eth0, 1 wlan0
+    uint32_t ulEnable;
+};
+
+// Command 52, in the camera's own time zone
+struct CameraDateTime {
+    uint32_t ulYear;
+    uint32_t ulMonth; // 1 to 12
+    uint32_t ulReserved2;
+    uint32_t ulDay;
+    uint32_t ulHour;
+    uint32_t ulMinute;
+    uint32_t ulSecond;
+};
+static_assert(sizeof(CameraDateTime) == 28);
+
+// Command 54
+struct TimeZoneSetting {
+    uint32_t ulFlag;
+    uint32_t ulIndex; // 0 to 48: (index - 24) / 2 hours
+};
+
+// Command 11; the texts end in zero
+struct DeviceInformation {
+    char szManufacturer[128];
+    char szModel[128];
+    char szFirmwareVersion[128];
+    char szSerialNumber[128];
+    char szHardwareId[128];
+    uint8_t ucConstant; // 214
+    char szChip[16];
+    char szSensor[8];
+};
+static_assert(offsetof(DeviceInformation, szHardwareId) == 512);
+static_assert(offsetof(DeviceInformation, szSensor) == 657);
+static_assert(sizeof(DeviceInformation) == 665);
+
+// Commands 44 to 47
+struct CameraUser {
+    char szName[128];
+    char szPassword[128];
+    uint32_t ulAuthority;
+};
+static_assert(sizeof(CameraUser) == 260);
+struct UserList {
+    uint32_t ulCount;
+    CameraUser strAcount[16];
+};
+
 // Alarm and stream callbacks (commands 33 and 57)
 using AlarmCallback = void(uint32_t kind, uint32_t state, uint32_t state2);
 struct DataInfo;

@@ -11,7 +11,7 @@ namespace {
 
 std::atomic<bool> g_monitorStart{false};
 
-constexpr JsonMember kReplyMembers[] = {Text("Name", "OPMonitor")};
+constexpr char kReplyMembers[] = R"("Name":"OPMonitor",)";
 
 constexpr struct StreamName {
     const char* name;

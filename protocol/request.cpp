@@ -1,29 +1,9 @@
 #include "protocol/request.h"
 
-#include <algorithm>
-#include <cstdio>
 #include <cstring>
 
 #include "common/log.h"
 #include "protocol/connection_table.h"
-
-namespace {
-
-// The library asks for a few bytes more than it prints; with this room a body may fill the reply.
-constexpr size_t kPrintSlack = 64;
-
-JsonPtr BuildBody(std::span<const JsonMember> members, uint32_t sessionId)
-{
-    char sessionText[16];
-    snprintf(sessionText, sizeof sessionText, "0x%08x", sessionId);
-    const JsonMember tail[] = {Int("Ret", kRetSuccess), Text("SessionID", sessionText)};
-    JsonPtr object(cJSON_CreateObject());
-    if (object == nullptr || !AddMembers(object.get(), members) || !AddMembers(object.get(), tail))
-        return nullptr;
-    return object;
-}
-
-} // namespace
 
 void LogRequest(const char* handler, int line)
 {
@@ -59,30 +39,22 @@ MessageHeader StartReply(int fd, const uint8_t* request, MessageId replyId)
     return header;
 }
 
-int WriteReply(int fd, const uint8_t* request, MessageId replyId, std::span<const JsonMember> members,
-               uint8_t* reply, int* replyLen)
+ReplyText StartReplyText(uint8_t* reply)
 {
-    return WriteReply(StartReply(fd, request, replyId), members, reply, replyLen);
+    return {.buffer = {reinterpret_cast<char*>(reply) + kHeaderBytes, kMaxBodyBytes}};
 }
 
-int WriteReply(const MessageHeader& header, std::span<const JsonMember> members, uint8_t* reply,
-               int* replyLen)
+int FinishReply(const MessageHeader& header, const ReplyText& text, uint8_t* reply, int* replyLen)
 {
     *replyLen = 0;
-    const JsonPtr body = BuildBody(members, header.ulSessionId);
-    char text[kMaxBodyBytes + kPrintSlack];
-    const bool isPrinted =
-        body != nullptr && cJSON_PrintPreallocated(body.get(), text, sizeof text, /* format= */ 0) != 0;
-    const size_t bodyBytes = isPrinted ? strlen(text) : 0;
-    if (!isPrinted || bodyBytes > kMaxBodyBytes) {
-        LogTrace("%s %d: reply %d exceeds %zu bytes or memory ran out, not sent\n", __func__, __LINE__,
-                 header.usMessageId, kReplyBytes);
+    if (text.isCut) {
+        LogTrace("%s %d: reply %d exceeds %zu bytes, not sent\n", __func__, __LINE__, header.usMessageId,
+                 kReplyBytes);
         return 0;
     }
     MessageHeader complete = header;
-    complete.ulBodyLength = static_cast<uint32_t>(bodyBytes);
+    complete.ulBodyLength = static_cast<uint32_t>(text.length);
     WriteHeader(reply, complete);
-    std::copy_n(text, bodyBytes, reply + kHeaderBytes); // without its zero, which does not travel
-    *replyLen = static_cast<int>(kHeaderBytes + bodyBytes);
+    *replyLen = static_cast<int>(kHeaderBytes + text.length);
     return 0;
 }

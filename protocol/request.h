@@ -6,12 +6,11 @@
 #pragma once
 
 #include <cstdint>
-#include <span>
 #include <string_view>
 
 #include "protocol/json_fields.h"
-#include "protocol/json_members.h"
 #include "protocol/message.h"
+#include "protocol/reply_text.h"
 
 // Answers one request: the socket it came on, its bytes (header first; at least kHeaderBytes of them
 // are readable and those beyond requestLen are zero), the reply buffer, and out the number of reply
@@ -32,13 +31,22 @@ JsonPtr ParseBody(const uint8_t* request, int requestLen);
 // Fills a reply header for the socket's session, with the request's sequence number.
 MessageHeader StartReply(int fd, const uint8_t* request, MessageId replyId);
 
-// Builds the reply: the members in their order, then "Ret" 100 and "SessionID". A reply that does not
-// fit the buffer, or that memory did not suffice for, is not sent and says so in the log (*replyLen 0).
-// Returns 0.
-int WriteReply(int fd, const uint8_t* request, MessageId replyId, std::span<const JsonMember> members,
-               uint8_t* reply, int* replyLen);
+// The text of a reply's body, to be written behind the header that FinishReply puts into the buffer.
+ReplyText StartReplyText(uint8_t* reply);
 
-// The same with a header that the handler has prepared (StartReply), for replies that do not carry
-// the session that the connection had when the request came.
-int WriteReply(const MessageHeader& header, std::span<const JsonMember> members, uint8_t* reply,
-               int* replyLen);
+// Completes the reply around its text, which is the whole body. A body that did not fit is not sent and
+// says so in the log (*replyLen 0). Returns 0.
+int FinishReply(const MessageHeader& header, const ReplyText& text, uint8_t* reply, int* replyLen);
+
+// The usual reply, with a header that the handler has prepared (StartReply): the members, written like
+// reply_text.h says and ending in a comma, then "Ret" 100 and "SessionID". Returns 0.
+template <std::same_as<JsonValue>... Values>
+int WriteReply(const MessageHeader& header, JsonPattern<sizeof...(Values)> members, uint8_t* reply,
+               int* replyLen, Values... values)
+{
+    ReplyText text = StartReplyText(reply);
+    Add(&text, "{");
+    Add(&text, members, values...);
+    Add(&text, R"("Ret":@,"SessionID":@})", Number(kRetSuccess), Hex(header.ulSessionId));
+    return FinishReply(header, text, reply, replyLen);
+}

@@ -5,6 +5,10 @@
 #include <iterator>
 
 #include "common/log.h"
+#include "config/ability_report.h"
+#include "config/get_config.h"
+#include "config/set_config.h"
+#include "config/system_information.h"
 #include "media/monitor_requests.h"
 #include "server/requests/login_requests.h"
 
@@ -16,10 +20,10 @@ struct RequestRow {
 };
 
 constexpr RequestRow kRequests[] = {
-    {kLoginReq, ProcessLoginReq},
-    {kKeepaliveReq, ProcessKeepaliveReq},
-    {kMonitorReq, ProcessMonitorReq},
-    {kMonitorClaim, ProcessMonitorClaim},
+    {kLoginReq, ProcessLoginReq},         {kKeepaliveReq, ProcessKeepaliveReq},
+    {kSysinfoReq, ProcessSysinfoReq},     {kSetConfigReq, ProcessSetConfigReq},
+    {kGetConfigReq, ProcessGetConfigReq}, {kGetAbilityReq, ProcessGetAbilityReq},
+    {kMonitorReq, ProcessMonitorReq},     {kMonitorClaim, ProcessMonitorClaim},
 };
 
 consteval bool IdsAreUnique()

@@ -11,13 +11,8 @@ namespace {
 // thread, since a login may come by either.
 std::atomic<uint32_t> g_sessionCounter{0};
 
-constexpr JsonMember kLoginMembers[] = {
-    Int("AliveInterval", 20), // seconds between keepalives
-    Int("ChannelNum", 1),
-    Text("DeviceType", "IPC"),
-    Int("ExtraChannel", 0),
-};
-constexpr JsonMember kKeepaliveMembers[] = {Text("Name", "KeepAlive")};
+// "AliveInterval" is the time between keepalives, in seconds.
+constexpr char kLoginMembers[] = R"("AliveInterval":20,"ChannelNum":1,"DeviceType":"IPC","ExtraChannel":0,)";
 
 const char* OrNull(const char* text)
 {
@@ -46,5 +41,5 @@ int ProcessLoginReq(int fd, const uint8_t* request, int requestLen, uint8_t* rep
 int ProcessKeepaliveReq(int fd, const uint8_t* request, int, uint8_t* reply, int* replyLen)
 {
     LogRequest(__func__, __LINE__);
-    return WriteReply(fd, request, kKeepaliveReply, kKeepaliveMembers, reply, replyLen);
+    return WriteReply(StartReply(fd, request, kKeepaliveReply), R"("Name":"KeepAlive",)", reply, replyLen);
 }

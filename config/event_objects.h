@@ -1,0 +1,14 @@
+// What the camera does on events and where it records. Only motion detection is a setting of the camera;
+// the other answers tell a recorder that nothing is recorded here and no action linked to an alarm.
+#pragma once
+
+#include "config/named_answer.h"
+#include "config/set_config.h"
+
+ObjectBuilder BuildMotionDetect; // "Detect.MotionDetect.[0]"
+ConfigApplier ApplyMotionDetect;
+extern const char kLocalAlarm[];      // "Alarm.LocalAlarm.[0]"
+extern const char kAlarmOut[];        // "Alarm.AlarmOut"
+extern const char kRecord[];          // "Record.[0]"
+extern const char kStorageSnapshot[]; // "Storage.Snapshot.[0]"
+extern const char kStoragePosition[]; // "Storage.StoragePosition"
