@@ -43,7 +43,7 @@ TEST(WriteReply, PrintsValuesOfEveryKindInTheirPlacesBehindTheHeader)
                R"("Name":@,"N":[@,@],"On":@,"Off":@,"In":@,"Empty":@,"Low":@,"Up":@,)", reply, &length,
                Quoted("a\"\\\b\f\n\r\t/\x01\x1f\x7f\xc3\xa9"), Number(-1), Number(4294967295), Flag(true),
                Flag(false), Plain("{}"), Quoted(nullptr), Hex(0xAB), UpperHex(0xABCDEF01));
-    const char expected[] = "\xFF\1\0\0\xFF\0\0\0\x78\x56\x34\x12\0\0\xBF\x05\xBF\0\0\0"
+    const char expected[] = "\xFF\1\0\0\xFF\0\0\0\x78\x56\x34\x12\0\0\xBF\x05\xAF\0\0\0"
                             R"({"Name":"a\"\\\b\f\n\r\t/\u0001\u001f)"
                             "\x7f\xc3\xa9"
                             R"(","N":[-1,4294967295],"On":true,"Off":false,"In":{},"Empty":"",)"
