@@ -1,8 +1,11 @@
 #include "recorder/session.h"
 
+#include <poll.h>
 #include <strings.h>
 
+#include <algorithm>
 #include <cstdio>
+#include <iterator>
 
 #include "media/media_layout.h"
 #include "recorder/failure.h"
@@ -208,6 +211,21 @@ void Session::Receive()
     }
 }
 
+bool Session::StayUntil(TimePoint until, int descriptor)
+{
+    while (Clock::now() < until) {
+        Receive();
+        KeepAlive();
+        const auto out = static_cast<short>(command_.hasUnsent() ? POLLOUT : 0);
+        pollfd polled[] = {{descriptor, POLLIN, 0}, {command_.fd(), static_cast<short>(POLLIN | out), 0}};
+        (void)poll(polled, std::size(polled),
+                   PollTimeout(std::min(until, nextWake()))); // again if interrupted
+        if (polled[0].revents != 0)
+            return false;
+    }
+    return true;
+}
+
 void Session::WaitForKeepalive(TimePoint deadline)
 {
     while (keepaliveOut_.has_value())
@@ -216,10 +234,13 @@ void Session::WaitForKeepalive(TimePoint deadline)
 
 void Session::Note(const Message& message)
 {
-    if (message.header.usMessageId == kKeepaliveReply && keepaliveOut_ == message.header.ulSeqNum)
+    if (message.header.usMessageId == kKeepaliveReply && keepaliveOut_ == message.header.ulSeqNum) {
         keepaliveOut_.reset();
-    else if (message.header.usMessageId == kAlarmInfo)
+    } else if (message.header.usMessageId == kAlarmInfo) {
         alarms_++;
+        if (alarmSink_)
+            alarmSink_({reinterpret_cast<const char*>(message.body.data()), message.body.size()});
+    }
 }
 
 TimePoint Session::nextWake() const

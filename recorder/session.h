@@ -7,10 +7,12 @@
 #pragma once
 
 #include <cstdint>
+#include <functional>
 #include <optional>
 #include <span>
 #include <string>
 #include <string_view>
+#include <utility>
 
 #include "recorder/connection.h"
 #include "recorder/json.h"
@@ -48,6 +50,13 @@ class Session {
     // Starts or stops the flow on every claimed connection of this session.
     void Monitor(const char* action, const Stream& stream);
 
+    // Stays logged in until the time comes or a descriptor becomes readable, whichever is first; takes in
+    // what arrives meanwhile. Pass -1 for no descriptor. Returns false when it was the descriptor.
+    bool StayUntil(TimePoint until, int descriptor = -1);
+    // Who gets the body of every alarm that arrives. Alarms come only after a subscription.
+    using AlarmSink = std::function<void(std::string_view body)>;
+    void setAlarmSink(AlarmSink sink) { alarmSink_ = std::move(sink); }
+
     // For poll loops: sends the keepalive when it is due, and throws when one stays unanswered.
     void KeepAlive();
     // Takes in what arrived; answers to keepalives are noted, alarms are counted.
@@ -77,4 +86,5 @@ class Session {
     TimePoint keepaliveDeadline_;
     std::optional<uint32_t> keepaliveOut_; // sequence number of the one that is unanswered
     uint64_t alarms_ = 0;
+    AlarmSink alarmSink_;
 };
