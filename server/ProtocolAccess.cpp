@@ -11,6 +11,7 @@
 #include "config/system_information.h"
 #include "media/monitor_requests.h"
 #include "server/requests/login_requests.h"
+#include "server/requests/search_requests.h"
 
 namespace {
 
@@ -24,6 +25,7 @@ constexpr RequestRow kRequests[] = {
     {kSysinfoReq, ProcessSysinfoReq},     {kSetConfigReq, ProcessSetConfigReq},
     {kGetConfigReq, ProcessGetConfigReq}, {kGetAbilityReq, ProcessGetAbilityReq},
     {kMonitorReq, ProcessMonitorReq},     {kMonitorClaim, ProcessMonitorClaim},
+    {kDevSearchReq, ProcessDevSearchReq}, {kDevIpSettingReq, ProcessDevIpSettingReq},
 };
 
 consteval bool IdsAreUnique()

@@ -61,15 +61,15 @@ class Network : public testing::Test {
         ++starts_;
         EXPECT_EQ(StartNetwork(port), 0);
     }
-    [[nodiscard]] int EndedDetectors() const
+    [[nodiscard]] int Count(const std::string& line) const
     {
         const std::string lines = log.Lines();
         int count = 0;
-        for (size_t at = 0; (at = lines.find("VLMFdDetecter N: Thread end!\n", at)) != std::string::npos;
-             ++at)
+        for (size_t at = 0; (at = lines.find(line, at)) != std::string::npos; ++at)
             ++count;
         return count;
     }
+    [[nodiscard]] int EndedDetectors() const { return Count("VLMFdDetecter N: Thread end!\n"); }
     CapturedOutput log;
 
   private:
@@ -125,6 +125,58 @@ TEST_F(Network, GoesOnWithoutAListener)
     }
     EXPECT_TRUE(log.Has("[Error]: NetworkAccess.c CreateTcpSocket N: Bind error. errno = 98\n"));
     EXPECT_FALSE(log.Has("ListenSocketThread"));
+}
+
+// Answers with as many bytes as the header announces for the body.
+int AnswerAtLength(int, const uint8_t* request, int requestLen, uint8_t* reply, int* replyLen)
+{
+    const MessageHeader header = ReadHeader(request, kHeaderBytes);
+    LogTrace("got %d, then %d\n", requestLen, request[requestLen]);
+    EXPECT_EQ(std::count(reply, reply + kReplyBytes, 0), static_cast<ptrdiff_t>(kReplyBytes));
+    memset(reply, 1, kReplyBytes);
+    *replyLen = static_cast<int>(header.ulBodyLength);
+    return 0;
+}
+
+TEST_F(Network, SearchGoesOnWhateverComesAndStartsAgain)
+{
+    sockaddr_in address{.sin_family = AF_INET,
+                        .sin_port = htons(kSearchPort),
+                        .sin_addr = {htonl(INADDR_LOOPBACK)},
+                        .sin_zero = {}};
+    UniqueFd socketOfOurs(socket(AF_INET, SOCK_DGRAM, 0));
+    ASSERT_EQ(bind(socketOfOurs.get(), reinterpret_cast<sockaddr*>(&address), sizeof address), 0);
+    Start(0);
+    StopNetwork();
+    EXPECT_TRUE(log.Has("[Error]: NetworkAccess.c CreateBroadcastSocket N: Bind error. errno = 98\n"));
+    EXPECT_FALSE(log.Has("DevSearchThread"));
+    socketOfOurs.reset(socket(AF_INET, SOCK_DGRAM, 0));
+    SetMessageCallback(AnswerAtLength);
+    const struct {
+        size_t bytes;
+        uint32_t answered;
+    } rows[] = {{0, 0}, {5, 0}, {1024, 1024}, {65000, 1025}, {20, 1}};
+    for (const int round : {1, 2}) {
+        SCOPED_TRACE(round);
+        Start(0);
+        for (const auto& row : rows) {
+            std::vector<uint8_t> datagram(std::max(row.bytes, kHeaderBytes));
+            StoreLe(datagram.data() + offsetof(MessageHeader, ulBodyLength), row.answered);
+            sendto(socketOfOurs.get(), datagram.data(), row.bytes, 0, reinterpret_cast<sockaddr*>(&address),
+                   sizeof address);
+        }
+        // A broadcast finds no route here.
+        EXPECT_TRUE(WaitUntil([&] { return Count("DevSearchThread N:sendto faild\n") == 2 * round; }));
+        StopNetwork();
+        for (const auto& [line, times] :
+             {std::pair{"got 0, then 0\n", 1},
+              {"got 5, then 0\n", 1},
+              {"got 1024, then 0\n", 2},
+              {"got 20, then 0\n", 1},
+              {"DevSearchThread N: Thread end!\n", 1},
+              {"reply 257 of 1025 bytes exceeds a datagram's 1024, not sent\n", 1}})
+            EXPECT_EQ(Count(line), times * round) << line;
+    }
 }
 
 TEST(Listener, PausesWhenNothingIsPendingAndClosesWhatSelectCannotWatch)
