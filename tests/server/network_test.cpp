@@ -128,55 +128,39 @@ TEST_F(Network, GoesOnWithoutAListener)
 }
 
 // Answers with as many bytes as the header announces for the body.
-int AnswerAtLength(int, const uint8_t* request, int requestLen, uint8_t* reply, int* replyLen)
+int AnswerAtLength(int, const uint8_t* request, int requestLen, uint8_t*, int* replyLen)
 {
-    const MessageHeader header = ReadHeader(request, kHeaderBytes);
     LogTrace("got %d, then %d\n", requestLen, request[requestLen]);
-    EXPECT_EQ(std::count(reply, reply + kReplyBytes, 0), static_cast<ptrdiff_t>(kReplyBytes));
-    memset(reply, 1, kReplyBytes);
-    *replyLen = static_cast<int>(header.ulBodyLength);
+    *replyLen = static_cast<int>(ReadHeader(request, kHeaderBytes).ulBodyLength);
     return 0;
 }
 
 TEST_F(Network, SearchGoesOnWhateverComesAndStartsAgain)
 {
-    sockaddr_in address{.sin_family = AF_INET,
-                        .sin_port = htons(kSearchPort),
-                        .sin_addr = {htonl(INADDR_LOOPBACK)},
-                        .sin_zero = {}};
-    UniqueFd socketOfOurs(socket(AF_INET, SOCK_DGRAM, 0));
-    ASSERT_EQ(bind(socketOfOurs.get(), reinterpret_cast<sockaddr*>(&address), sizeof address), 0);
-    Start(0);
-    StopNetwork();
-    EXPECT_TRUE(log.Has("[Error]: NetworkAccess.c CreateBroadcastSocket N: Bind error. errno = 98\n"));
-    EXPECT_FALSE(log.Has("DevSearchThread"));
-    socketOfOurs.reset(socket(AF_INET, SOCK_DGRAM, 0));
+    sockaddr_in address{};
+    address.sin_family = AF_INET;
+    address.sin_port = htons(kSearchPort);
+    const UniqueFd fd(socket(AF_INET, SOCK_DGRAM, 0));
     SetMessageCallback(AnswerAtLength);
-    const struct {
-        size_t bytes;
-        uint32_t answered;
-    } rows[] = {{0, 0}, {5, 0}, {1024, 1024}, {65000, 1025}, {20, 1}};
     for (const int round : {1, 2}) {
-        SCOPED_TRACE(round);
         Start(0);
-        for (const auto& row : rows) {
-            std::vector<uint8_t> datagram(std::max(row.bytes, kHeaderBytes));
-            StoreLe(datagram.data() + offsetof(MessageHeader, ulBodyLength), row.answered);
-            sendto(socketOfOurs.get(), datagram.data(), row.bytes, 0, reinterpret_cast<sockaddr*>(&address),
-                   sizeof address);
+        for (const auto& [bytes, answered] :
+             {std::pair{0U, 0U}, {5U, 0U}, {1024U, 1024U}, {65000U, 1025U}, {20U, 1U}}) {
+            uint8_t datagram[65000]{};
+            StoreLe(datagram + offsetof(MessageHeader, ulBodyLength), answered);
+            sendto(fd.get(), datagram, bytes, 0, reinterpret_cast<sockaddr*>(&address), sizeof address);
         }
         // A broadcast finds no route here.
         EXPECT_TRUE(WaitUntil([&] { return Count("DevSearchThread N:sendto faild\n") == 2 * round; }));
+        EXPECT_EQ(Count("got 1024, then 0\n"), 2 * round); // one of them was longer
+        EXPECT_EQ(Count(" of 1025 bytes exceeds a datagram's 1024, not sent\n"), round);
         StopNetwork();
-        for (const auto& [line, times] :
-             {std::pair{"got 0, then 0\n", 1},
-              {"got 5, then 0\n", 1},
-              {"got 1024, then 0\n", 2},
-              {"got 20, then 0\n", 1},
-              {"DevSearchThread N: Thread end!\n", 1},
-              {"reply 257 of 1025 bytes exceeds a datagram's 1024, not sent\n", 1}})
-            EXPECT_EQ(Count(line), times * round) << line;
+        EXPECT_EQ(Count("DevSearchThread N: Thread end!\n"), round);
     }
+    const UniqueFd occupant(socket(AF_INET, SOCK_DGRAM, 0));
+    ASSERT_EQ(bind(occupant.get(), reinterpret_cast<sockaddr*>(&address), sizeof address), 0);
+    Start(0);
+    EXPECT_EQ(Count("[Error]: NetworkAccess.c CreateBroadcastSocket N: Bind error. errno = 98\n"), 1);
 }
 
 TEST(Listener, PausesWhenNothingIsPendingAndClosesWhatSelectCannotWatch)

@@ -32,23 +32,19 @@ class AnsweringParamHost {
   private:
     static constexpr int32_t kEnd = -1; // no request has this code
 
-    void Note(const ParameterMessage& request)
-    {
-        const std::lock_guard lock(mutex_);
-        requests_ += std::to_string(request.iCode) + ":";
-        for (int32_t i = 0; i < request.iLengthOrResult; i++) {
-            char hex[3];
-            snprintf(hex, sizeof hex, "%02X", data_.get()[request.iDataOffset + i]);
-            requests_ += hex;
-        }
-        requests_ += " ";
-    }
     void Answer()
     {
         ParameterMessage message{};
         while (msgrcv(queue_, &message, kParameterTextBytes, kParameterRequestType, 0) >= 0 &&
                message.iCode != kEnd) {
-            Note(message);
+            const std::lock_guard lock(mutex_);
+            requests_ += std::to_string(message.iCode) + ":";
+            for (int32_t i = 0; i < message.iLengthOrResult; i++) {
+                char hex[3];
+                snprintf(hex, sizeof hex, "%02X", data_.get()[message.iDataOffset + i]);
+                requests_ += hex;
+            }
+            requests_ += " ";
             message.lType = message.iSource;
             msgsnd(queue_, &message, kParameterTextBytes, 0);
         }
