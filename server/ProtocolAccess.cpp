@@ -13,6 +13,7 @@
 #include "server/requests/account_requests.h"
 #include "server/requests/login_requests.h"
 #include "server/requests/ptz_requests.h"
+#include "server/requests/search_requests.h"
 #include "server/requests/system_requests.h"
 
 namespace {
@@ -22,12 +23,15 @@ struct RequestRow {
     RequestHandler* handler;
 };
 
+// In the order in which the protocol lists its requests.
+// clang-format off
 constexpr RequestRow kRequests[] = {
     {kLoginReq, ProcessLoginReq},
     {kKeepaliveReq, ProcessKeepaliveReq},
     {kSysinfoReq, ProcessSysinfoReq},
     {kMonitorReq, ProcessMonitorReq},
     {kMonitorClaim, ProcessMonitorClaim},
+    {kDevSearchReq, ProcessDevSearchReq},
     {kGetConfigReq, ProcessGetConfigReq},
     {kSetConfigReq, ProcessSetConfigReq},
     {kTimeSettingReq, ProcessTimeSettingReq},
@@ -40,8 +44,10 @@ constexpr RequestRow kRequests[] = {
     {kUserGroupReq, ProcessUserGroupReq},
     {kUserUsersReq, ProcessUserUsersReq},
     {kUserSettingReq, ProcessUserSettingReq},
+    {kDevIpSettingReq, ProcessDevIpSettingReq},
     {kPtzControlReq, ProcessOPPTZControlReq},
 };
+// clang-format on
 
 consteval bool IdsAreUnique()
 {
