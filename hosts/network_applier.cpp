@@ -123,18 +123,16 @@ bool ChangeAddress(const Interface& interface, uint32_t ulAddress, uint32_t ulMa
            interface.Set(SIOCSIFBRDADDR, ulAddress | ~ulMask);
 }
 
-void ChangeGateway(const Interface& interface, uint32_t ulGateway, uint32_t ulAddress, uint32_t ulMask)
+// INADDR_ANY stands for no gateway.
+void ChangeGateway(const Interface& interface, uint32_t ulGateway)
 {
-    const bool reachable = IsReachableGateway(ulGateway, ulAddress, ulMask);
-    bool stands = false;
+    bool stands = ulGateway == INADDR_ANY;
     for (const uint32_t ulOld : interface.Gateways()) {
-        stands = stands || (reachable && ulOld == ulGateway);
-        if (!reachable || ulOld != ulGateway)
+        if (ulOld != ulGateway)
             interface.ChangeRoute(SIOCDELRT, ulOld);
+        stands = stands || ulOld == ulGateway;
     }
-    if (!reachable && ulGateway != INADDR_ANY)
-        LogWarn("network: no default route: %s cannot be reached\n", AddressText(ulGateway).c_str());
-    if (reachable && !stands)
+    if (!stands)
         interface.ChangeRoute(SIOCADDRT, ulGateway);
 }
 
@@ -146,7 +144,7 @@ void Apply(const std::string& name, const NetworkSettings& settings)
     const std::vector<uint32_t> oldGateways = interface.Gateways();
     const uint32_t ulAddress = settings.ulAddress.value_or(ulOldAddress);
     const uint32_t ulMask = settings.ulMask.value_or(ulOldMask);
-    const uint32_t ulGateway =
+    uint32_t ulGateway =
         settings.ulGateway.value_or(oldGateways.empty() ? uint32_t{INADDR_ANY} : oldGateways.front());
     if (const char* const problem = AddressProblem(ulAddress, ulMask)) {
         LogError("network: %s keeps its settings: %s with mask %s is %s\n", name.c_str(),
@@ -156,7 +154,11 @@ void Apply(const std::string& name, const NetworkSettings& settings)
     const bool moves = ulAddress != ulOldAddress || ulMask != ulOldMask;
     if (moves && !ChangeAddress(interface, ulAddress, ulMask))
         return;
-    ChangeGateway(interface, ulGateway, ulAddress, ulMask);
+    if (ulGateway != INADDR_ANY && !IsReachableGateway(ulGateway, ulAddress, ulMask)) {
+        LogWarn("network: no default route: %s cannot be reached\n", AddressText(ulGateway).c_str());
+        ulGateway = INADDR_ANY;
+    }
+    ChangeGateway(interface, ulGateway);
     LogInfo("network: %s has %s, mask %s, gateway %s\n", name.c_str(), AddressText(ulAddress).c_str(),
             AddressText(ulMask).c_str(), AddressText(ulGateway).c_str());
 }

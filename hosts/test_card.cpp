@@ -15,10 +15,13 @@ constexpr Colour kBars[] = {{180, 128, 128}, {162, 44, 142}, {131, 156, 44}, {11
 constexpr Colour kGround = {40, 128, 128};
 constexpr Colour kBox = {235, 128, 128};
 
-// The card from top to bottom, in eighths of its height: bars, noise, the box's lane.
-constexpr int kEighths = 8;
-constexpr int kNoiseTop = 5;
-constexpr int kLaneTop = 6;
+// The card from top to bottom, in sixteenths of its height: bars, noise (little of it: encoders labour at
+// it), the lane of the box.
+constexpr int kParts = 16;
+constexpr int kNoiseTop = 11;
+constexpr int kLaneTop = 12;
+constexpr int kBoxTop = 13;
+constexpr int kBoxParts = 2;
 
 constexpr int kGlyphColumns = 5;
 constexpr int kGlyphRows = 7;
@@ -82,8 +85,7 @@ TestCard::TestCard(int width, int height)
     constexpr int kCount = std::size(kBars);
     Fill(bars_.get(), {0, 0, width, height}, kGround);
     for (int i = 0; i < kCount; ++i)
-        Fill(bars_.get(), {width * i / kCount, 0, width / kCount + 1, height * kNoiseTop / kEighths},
-             kBars[i]);
+        Fill(bars_.get(), {width * i / kCount, 0, width / kCount + 1, height * kNoiseTop / kParts}, kBars[i]);
 }
 
 const AVFrame& TestCard::Draw(int64_t number, std::string_view text)
@@ -102,8 +104,7 @@ void TestCard::DrawNoise(int64_t number)
     constexpr uint8_t kMiddle = 96;
     constexpr int kStrength = 6; // bits
     uint32_t random = static_cast<uint32_t>(number) * 2654435761U + 1;
-    for (int row = picture_->height * kNoiseTop / kEighths; row < picture_->height * kLaneTop / kEighths;
-         ++row) {
+    for (int row = picture_->height * kNoiseTop / kParts; row < picture_->height * kLaneTop / kParts; ++row) {
         uint8_t* const pixels = picture_->data[0] + row * picture_->linesize[0];
         for (int column = 0; column < picture_->width; ++column) {
             random = random * 1664525U + 1013904223U;
@@ -115,10 +116,10 @@ void TestCard::DrawNoise(int64_t number)
 void TestCard::DrawBox(int64_t number)
 {
     const int height = picture_->height;
-    const int size = std::max(2, height / kEighths);
+    const int size = std::max(2, height * kBoxParts / kParts);
     const int step = std::max(2, picture_->width / 64);
     const auto left = static_cast<int>(number * step % picture_->width);
-    Fill(picture_.get(), {left, height * kLaneTop / kEighths + size / 2, size, size}, kBox);
+    Fill(picture_.get(), {left, height * kBoxTop / kParts, size, size}, kBox);
 }
 
 void TestCard::DrawText(std::string_view text)

@@ -38,7 +38,8 @@ LibavOwner<AVCodecContext> OpenEncoder(const StreamFacts& facts, size_t frameLim
     if (variable)
         av_opt_set(encoder->priv_data, "crf", kVariableRateQuality, 0);
     if (!h264) // libx265 writes to standard error by itself, and makes key frames that are no IDR
-        av_opt_set(encoder->priv_data, "x265-params", "log-level=error:open-gop=0", 0);
+        av_opt_set(encoder->priv_data, "x265-params",
+                   "log-level=error:open-gop=0:pools=none:wpp=0:frame-threads=1", 0);
     CheckLibav(avcodec_open2(encoder.get(), codec, nullptr), name);
     return encoder;
 }
