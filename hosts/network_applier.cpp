@@ -116,11 +116,11 @@ class Interface {
     const UniqueFd socket_;
 };
 
-// The mask goes with the address in any case: the system makes one up for a new address.
+// The mask goes with the address in any case: the system makes one up for a new address. The broadcast
+// address follows the mask by itself.
 bool ChangeAddress(const Interface& interface, uint32_t ulAddress, uint32_t ulMask)
 {
-    return interface.Set(SIOCSIFADDR, ulAddress) && interface.Set(SIOCSIFNETMASK, ulMask) &&
-           interface.Set(SIOCSIFBRDADDR, ulAddress | ~ulMask);
+    return interface.Set(SIOCSIFADDR, ulAddress) && interface.Set(SIOCSIFNETMASK, ulMask);
 }
 
 // INADDR_ANY stands for no gateway.
