@@ -150,6 +150,18 @@ void ServeSignals(MediaHost* media)
     }
 }
 
+// What is set has its effect.
+void ConnectHosts(ParameterStore* store, MediaHost* media, std::optional<NetworkApplier>* network)
+{
+    store->Watch({.onStream = [media](size_t stream,
+                                      const StreamFacts& settings) { media->Configure(stream, settings); },
+                  .onAddress =
+                      [network](uint32_t field, uint32_t ulAddress) {
+                          if (*network)
+                              (*network)->Set(field, ulAddress);
+                      }});
+}
+
 void RunCamera(const Options& options)
 {
     ClaimObjects();
@@ -163,6 +175,9 @@ void RunCamera(const Options& options)
         command.insert(command.end(), options.serverArguments.begin(), options.serverArguments.end());
         server.emplace(std::move(command));
     }
+    std::optional<NetworkApplier> network;
+    if (options.applyNetwork)
+        network.emplace("eth0");
     ParameterHost parameters(options.state, [&server] {
         if (server)
             server->Restart();
@@ -170,22 +185,12 @@ void RunCamera(const Options& options)
     HostSegment alarm = MakeAlarmBlock();
     KeeperWatch keeper;
     MediaHost media(std::move(players));
-    std::optional<NetworkApplier> network;
-    if (options.applyNetwork)
-        network.emplace("eth0");
 
-    parameters.store().Watch(
-        {.onStream = [&media](size_t stream,
-                              const StreamFacts& settings) { media.Configure(stream, settings); },
-         .onAddress =
-             [&network](uint32_t field, uint32_t ulAddress) {
-                 if (network)
-                     network->Set(field, ulAddress);
-             }});
+    ConnectHosts(&parameters.store(), &media, &network);
     if (network)
         network->Start();
-    media.Start([&parameters](size_t stream, const StreamFacts& facts) {
-        parameters.store().SetStream(stream, facts);
+    media.Start([store = &parameters.store()](size_t stream, const StreamFacts& facts) {
+        store->SetStream(stream, facts);
     });
     parameters.Start();
     keeper.Start();

@@ -1,6 +1,7 @@
 // What a stream plays or is set to play, as it stands in the parameter block.
 #pragma once
 
+#include <algorithm>
 #include <cstdint>
 
 #include "media/media_layout.h"
@@ -19,10 +20,14 @@ struct StreamFacts {
     bool operator==(const StreamFacts&) const = default;
 };
 
-// A recorder sets what it has read, and it reads bit rates in whole units of 1024 bit/s.
-inline bool LooksTheSame(StreamFacts a, StreamFacts b)
+// Whether the settings are those of the file, also when a recorder has read them and set them again: it
+// reads bit rates in units of 1024 bit/s, and I-frame intervals as one to five whole seconds.
+inline bool AreOfFile(StreamFacts settings, StreamFacts file)
 {
-    a.iBitRate /= 1024;
-    b.iBitRate /= 1024;
-    return a == b;
+    const int32_t seconds = std::clamp(file.iIFrameInterval / std::max(1, file.iFrameRate), 1, 5);
+    if (settings.iIFrameInterval == seconds * file.iFrameRate)
+        settings.iIFrameInterval = file.iIFrameInterval;
+    settings.iBitRate /= 1024;
+    file.iBitRate /= 1024;
+    return settings == file;
 }

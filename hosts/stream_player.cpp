@@ -191,7 +191,7 @@ void StreamPlayer::ReadSettings()
         settings = *std::exchange(settings_, std::nullopt);
     }
     // A file that is encoded at a lower rate than it has is still the file.
-    const bool isFile = LooksTheSame(settings, fileFacts_) || LooksTheSame(settings, file_->facts());
+    const bool isFile = AreOfFile(settings, fileFacts_) || AreOfFile(settings, file_->facts());
     if (isFile ? !picture_ : picture_ && settings == pictureSettings_)
         return;
     try {
