@@ -171,7 +171,9 @@ class Viewer {
 
 TEST_F(MediaHostTest, GoesOverToWhatAStreamIsSetToAndBack)
 {
-    const StreamFacts& file = files_[0];
+    StreamFacts file = files_[0]; // as a recorder reads it, and sets it again
+    file.iBitRate = file.iBitRate / 1024 * 1024;
+    file.iIFrameInterval = 25;
     const struct {
         StreamFacts settings;
         const char* shown;
