@@ -9,7 +9,9 @@
 #include "config/get_config.h"
 #include "config/set_config.h"
 #include "config/system_information.h"
+#include "media/key_frame_request.h"
 #include "media/monitor_requests.h"
+#include "server/requests/alarm_requests.h"
 #include "server/requests/login_requests.h"
 
 namespace {
@@ -20,10 +22,17 @@ struct RequestRow {
 };
 
 constexpr RequestRow kRequests[] = {
-    {kLoginReq, ProcessLoginReq},         {kKeepaliveReq, ProcessKeepaliveReq},
-    {kSysinfoReq, ProcessSysinfoReq},     {kSetConfigReq, ProcessSetConfigReq},
-    {kGetConfigReq, ProcessGetConfigReq}, {kGetAbilityReq, ProcessGetAbilityReq},
-    {kMonitorReq, ProcessMonitorReq},     {kMonitorClaim, ProcessMonitorClaim},
+    {kLoginReq, ProcessLoginReq},
+    {kKeepaliveReq, ProcessKeepaliveReq},
+    {kSysinfoReq, ProcessSysinfoReq},
+    {kSetConfigReq, ProcessSetConfigReq},
+    {kGetConfigReq, ProcessGetConfigReq},
+    {kGetAbilityReq, ProcessGetAbilityReq},
+    {kMonitorReq, ProcessMonitorReq},
+    {kMonitorClaim, ProcessMonitorClaim},
+    {kAlarmSubscribeReq, ProcessAlarmSubscribeReq},
+    {kForceIFrameReq, ProcessForceIFrameReq},
+    {kAlarmUnsubscribeReq, ProcessAlarmUnsubscribeReq},
 };
 
 consteval bool IdsAreUnique()
