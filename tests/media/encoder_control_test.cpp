@@ -5,7 +5,6 @@
 #include <thread>
 
 #include "common/clock.h"
-#include "media/key_frame_request.h"
 #include "tests/media/fakes.h"
 
 namespace {
@@ -19,15 +18,15 @@ class EncoderControl : public testing::Test {
     ~EncoderControl() override { Remove(); }
     static int Queue() { return msgget(kControlQueueKey, IPC_CREAT | 0600); }
     static void Remove() { msgctl(Queue(), IPC_RMID, nullptr); }
-    static Words TakeOrder(int flags = 0)
+    static Words TakeOrder()
     {
         ControlMessage order{};
-        const ssize_t bytes = msgrcv(Queue(), &order, ControlMessage::kTextBytes, kControlRequestType, flags);
+        const ssize_t bytes = msgrcv(Queue(), &order, ControlMessage::kTextBytes, kControlRequestType, 0);
         return bytes == 32 ? Words(order.word, order.word + 8) : Words();
     }
-    static void Answer(Words words, size_t bytes = 32, long type = kControlReplyType)
+    static void Answer(const Words& words, size_t bytes = 32)
     {
-        QueueMessage<12> message{.type = type, .word = {}};
+        QueueMessage<12> message{.type = kControlReplyType, .word = {}};
         std::copy(words.begin(), words.end(), message.word);
         EXPECT_EQ(msgsnd(Queue(), &message, bytes, 0), 0);
     }
@@ -40,24 +39,17 @@ class EncoderControl : public testing::Test {
 
 TEST_F(EncoderControl, EveryCommandOfTheFamilyTravelsWithWhatItTakes)
 {
-    constexpr uint8_t kPayloadBytes[] = {1, 2, 3, 4, 5, 6, 7, 8, 9, 10, 11, 12, 13, 14, 15, 16};
+    constexpr uint8_t kBytes[16] = {1, 2, 3, 4, 5, 6, 7, 8, 9, 10, 11, 12, 13, 14, 15, 16};
     for (const auto& [command, argument] : kControlCommands) {
         SCOPED_TRACE(command);
-        Words expected{2, command, 0, 0, 0, 0, 0, 0};
-        if (argument == kNumber)
-            expected[2] = 0xFFFFFFFE;
+        Words expected{2, command, argument == kNumber ? 0xFFFFFFFE : 0, 0, 0, 0, 0, 0};
         if (argument == kPayload)
-            std::copy_n(Words{0x04030201, 0x08070605, 0x0C0B0A09, 0x100F0E0D}.begin(), 4,
-                        expected.begin() + 4);
+            memcpy(&expected[4], kBytes, sizeof kBytes);
         std::thread host([&expected] {
-            Words order = TakeOrder();
-            EXPECT_EQ(order, expected);
-            order[3] = static_cast<uint32_t>(-7);
-            Answer(order);
+            EXPECT_EQ(TakeOrder(), expected);
+            Answer({2, expected[1], expected[2], static_cast<uint32_t>(-7)});
         });
-        EXPECT_EQ(argument == kPayload ? MediaHostPayloadRequest(kPayloadBytes)
-                                       : MediaHostRequest(command, -2),
-                  -7);
+        EXPECT_EQ(argument == kPayload ? MediaHostPayloadRequest(kBytes) : MediaHostRequest(command, -2), -7);
         host.join();
     }
     for (const uint32_t command : {0U, 0x2011U, 0x6605U})
@@ -87,25 +79,19 @@ TEST_F(EncoderControl, LateAnswersAreNotTakenForTheNextOrders)
 
 TEST_F(EncoderControl, DeadHostIsWaitedForOneSecondAlsoWhenTheQueueIsFull)
 {
-    const auto order = [](const std::string& error) {
-        const FakeLog log;
-        const int64_t fromMs = MonotonicMs();
-        EXPECT_EQ(MediaHostVideoForceIFrame(0), 0);
-        EXPECT_GE(MonotonicMs() - fromMs, 1000);
-        EXPECT_EQ(log.Count("MediaHostRequest N: control queue failed, errno = " + error), 1);
-    };
-    order("110");
-    EXPECT_EQ(QueueLength(), 1U); // the host may yet come
     msqid_ds status{};
     msgctl(Queue(), IPC_STAT, &status);
     status.msg_qbytes = 32;
     EXPECT_EQ(msgctl(Queue(), IPC_SET, &status), 0);
-    order("11\n");
-    EXPECT_EQ(QueueLength(), 1U);
-    TakeOrder();
-    Answer({2, 0x2010, 0, 1}); // fills it as well, until it is drained
-    order("110");
-    EXPECT_EQ(TakeOrder(IPC_NOWAIT), Words({2, 0x2010, 0, 0, 0, 0, 0, 0}));
+    Answer({2, 0x2010, 0, 1});                    // fills it until it is drained,
+    for (const char* error : {"110\n", "11\n"}) { // and then the order does
+        const FakeLog log;
+        const int64_t fromMs = MonotonicMs();
+        EXPECT_EQ(MediaHostVideoForceIFrame(0), 0);
+        EXPECT_GE(MonotonicMs() - fromMs, 1000);
+        EXPECT_EQ(log.Count("MediaHostRequest N: control queue failed, errno = " + std::string(error)), 1);
+    }
+    EXPECT_EQ(TakeOrder(), Words({2, 0x2010, 0, 0, 0, 0, 0, 0})); // the host may yet come
 }
 
 TEST_F(EncoderControl, RemovedQueueIsOpenedAgainByTheNextOrder)
@@ -114,30 +100,12 @@ TEST_F(EncoderControl, RemovedQueueIsOpenedAgainByTheNextOrder)
     std::thread host([] {
         WaitUntil([] { return QueueLength() == 1; });
         Remove();
-    });
-    EXPECT_EQ(MediaHostVideoForceIFrame(0), 0);
-    host.join();
-    std::thread successor([] {
-        TakeOrder();
+        TakeOrder(); // of the next one
         Answer({2, 0x2010, 1, 5});
     });
+    EXPECT_EQ(MediaHostVideoForceIFrame(0), 0);
     EXPECT_EQ(MediaHostVideoForceIFrame(1), 5);
-    successor.join();
-}
-
-TEST_F(EncoderControl, KeyFrameRequestAsksForBothStreamsInOrder)
-{
-    const TestConnection connection(0xFF);
-    std::thread host([] {
-        for (const uint32_t stream : {0U, 1U}) {
-            EXPECT_EQ(TakeOrder(), Words({2, 0x2010, stream, 0, 0, 0, 0, 0}));
-            Answer({2, 0x2010, stream, static_cast<uint32_t>(-1)}); // refused: the recorder is not told
-        }
-    });
-    const auto answer = ExchangeOn(connection.fd(), ProcessForceIFrameReq, MakeRequest(1562, "{no json"));
     host.join();
-    EXPECT_EQ(answer.header.usMessageId, 1501);
-    EXPECT_EQ(answer.body, R"({"Name":"","Ret":100,"SessionID":"0x000000ff"})");
 }
 
 } // namespace
