@@ -12,7 +12,9 @@
 #include "common/clock.h"
 #include "common/log.h"
 #include "config/server_identity.h"
+#include "media/encoder_control.h"
 #include "media/frame_source.h"
+#include "server/debug_console.h"
 #include "server/keeper_feed.h"
 #include "server/server_lifecycle.h"
 
@@ -48,9 +50,9 @@ int main(int argc, char** argv)
         return EXIT_SUCCESS;
     }
     (void)signal(SIGPIPE, SIG_IGN);
-    // The debug console on TCP port 414 is the first service to start: it can watch the rest begin.
+    (void)StartDebugConsole(); // first, so that it can watch the rest begin; without it we go on
     StartKeeperFeed();
-    // The encoder host's control queue is attached here, before anything can ask for a key frame.
+    (void)MediaHostCtrlInit(); // who needs the queue tries again
     LogTrace("Velmora protocol starting...\n");
     ShowBanner(options.port, options.interfaceName);
     LogTrace("Now, starting the webservice thread...\n");

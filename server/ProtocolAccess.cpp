@@ -9,8 +9,10 @@
 #include "config/get_config.h"
 #include "config/set_config.h"
 #include "config/system_information.h"
+#include "media/key_frame_request.h"
 #include "media/monitor_requests.h"
 #include "server/requests/account_requests.h"
+#include "server/requests/alarm_requests.h"
 #include "server/requests/login_requests.h"
 #include "server/requests/ptz_requests.h"
 #include "server/requests/search_requests.h"
@@ -40,12 +42,15 @@ constexpr RequestRow kRequests[] = {
     {kSysManagerReq, ProcessSysManagerReq},
     {kGetAbilityReq, ProcessGetAbilityReq},
     {kGetChanTitleReq, ProcessGetChanTitleReq},
+    {kAlarmSubscribeReq, ProcessAlarmSubscribeReq},
     {kUserManageReq, ProcessUserManageReq},
     {kUserGroupReq, ProcessUserGroupReq},
     {kUserUsersReq, ProcessUserUsersReq},
     {kUserSettingReq, ProcessUserSettingReq},
     {kDevIpSettingReq, ProcessDevIpSettingReq},
     {kPtzControlReq, ProcessOPPTZControlReq},
+    {kForceIFrameReq, ProcessForceIFrameReq},
+    {kAlarmUnsubscribeReq, ProcessAlarmUnsubscribeReq},
 };
 // clang-format on
 

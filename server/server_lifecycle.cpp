@@ -7,6 +7,7 @@
 #include "media/stream_fanout.h"
 #include "server/NetworkAccess.h"
 #include "server/ProtocolAccess.h"
+#include "server/alarm_push.h"
 #include "server/network_state.h"
 
 namespace {
@@ -54,7 +55,7 @@ int VelmoraServerStart(uint16_t port)
     LogTrace("%s %d: port = %d\n", __func__, __LINE__, g_port_server.load());
     SetMessageCallback(ProtocolNetworkProcess);
     StartVideoProcess();
-    // Alarm push belongs here: after the video process, before the first connection can subscribe.
+    StartAlarmPush(); // before the first connection can subscribe
     StartNetwork(g_port_server);
     g_isStarted = true;
     return 0;
@@ -66,7 +67,7 @@ void VelmoraServerStop()
         return;
     g_isStarted = false;
     StopNetwork();
-    // Alarm push ends here, when nobody is left to receive it.
+    StopAlarmPush(); // nobody is left to receive alarms
     StopVideoProcess();
 }
 

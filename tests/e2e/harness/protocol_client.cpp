@@ -92,6 +92,13 @@ uint32_t ProtocolClient::Login()
     return session;
 }
 
+void ProtocolClient::WaitForText(const std::string& text)
+{
+    char byte = 0;
+    for (std::string seen; !seen.ends_with(text); seen.push_back(byte))
+        ReadExactly(&byte, 1);
+}
+
 void ProtocolClient::WaitUntilClosed()
 {
     std::string dropped(0x10000, 0);

@@ -34,8 +34,9 @@ class ProtocolClient {
     Message Ask(uint16_t id, std::string_view body = {});
     uint32_t Login(); // and takes the session on
 
-    void WaitUntilClosed();              // by the server; what arrives before is dropped
-    [[nodiscard]] bool HasInput() const; // something has arrived, or the connection is closed
+    void WaitForText(const std::string& text); // in what arrives, which is no message
+    void WaitUntilClosed();                    // by the server; what arrives before is dropped
+    [[nodiscard]] bool HasInput() const;       // something has arrived, or the connection is closed
     void Close() { fd_.reset(); }
     void Abort(); // closes with a reset, whatever is unread
 
