@@ -1,19 +1,22 @@
 // Everything that a recorder reads and changes by name, over the wire: the real server on the settings of a
-// real parameter host.
+// real parameter host. Settings, replies and changes are data.
 
 #include <sys/shm.h>
 
 #include <filesystem>
 #include <fstream>
+#include <map>
+#include <sstream>
 
 #include "hosts/parameter_host.h"
+#include "protocol/json_fields.h"
 #include "tests/e2e/harness/camera_test.h"
-#include "tests/e2e/harness/distinct_settings.h"
 
 namespace {
 
 namespace fs = std::filesystem;
 
+constexpr char kMac[] = "02:00:5E:A1:B2:C3"; // of every sandbox
 constexpr char kSilence[] = "";
 constexpr char kDone[] = R"({"Name":"","Ret":100,"SessionID":"SESSION"})";
 constexpr char kUnknownObject[] = R"({"Name":"","Ret":607,"SessionID":"SESSION"})";
@@ -31,24 +34,73 @@ std::string Replace(std::string text, std::string_view what, std::string_view wi
     return text;
 }
 
-class ConfiguredCamera : public testing::Test {
-  protected:
-    ConfiguredCamera()
+// Data of the tests, as JSON; read for as long as the program runs.
+struct Json {
+    const cJSON* item;
+
+    Json operator[](const char* key) const { return {cJSON_GetObjectItemCaseSensitive(item, key)}; }
+    Json operator[](int index) const { return {cJSON_GetArrayItem(item, index)}; }
+    [[nodiscard]] int size() const { return cJSON_GetArraySize(item); }
+    [[nodiscard]] size_t number() const { return static_cast<size_t>(item->valuedouble); }
+    [[nodiscard]] std::string text() const { return item->valuestring; }
+    [[nodiscard]] std::string compact() const
     {
-        WriteDistinctSettings(settings.get());
+        char* const printed = cJSON_PrintUnformatted(item);
+        std::string result = printed;
+        cJSON_free(printed);
+        return result;
+    }
+};
+
+Json Rows(const std::string& name)
+{
+    static std::map<std::string, JsonPtr> files;
+    std::stringstream text;
+    text << std::ifstream(VELMORA_SEQUENCES "/configuration/" + name + ".json").rdbuf();
+    files[name].reset(cJSON_Parse(text.str().c_str()));
+    const Json rows = Json{files[name].get()}["rows"];
+    if (rows.size() == 0)
+        throw std::runtime_error("no rows in " + name);
+    return rows;
+}
+
+// Writes a row [what, offset, bytes, number or text].
+void Store(char* settings, Json row)
+{
+    const auto number = static_cast<uint32_t>(row[3].number());
+    const std::string text(reinterpret_cast<const char*>(&number), sizeof number); // little-endian
+    (cJSON_IsString(row[3].item) != 0 ? row[3].text() : text)
+        .copy(settings + row[1].number(), row[2].number());
+}
+
+class Configuration : public testing::Test {
+  protected:
+    Configuration()
+    {
+        StoreDistinctSettings();
         parameters.Start();
         server.emplace();
         server->WaitForLog("ListenSocketThread");
         recorder.emplace();
         recorder->Login();
     }
-    ~ConfiguredCamera() override
+    ~Configuration() override
     {
         server->ExpectHealthy();
         server.reset(); // before the host that it waits for
         parameters.Stop();
         parameters.Release(true);
     }
+
+    // Settings of which no two are alike, so that a value in a wrong place shows.
+    void StoreDistinctSettings()
+    {
+        static const Json rows = Rows("settings");
+        memset(settings(), 0, kSysConfigBytes);
+        for (int row = 0; row < rows.size(); row++)
+            Store(settings(), rows[row]);
+    }
+    [[nodiscard]] char* settings() const { return reinterpret_cast<char*>(block_.get()); }
 
     // Expects the reply with this text for SESSION, or none.
     void ExpectAnswer(uint16_t id, const std::string& body, std::string_view expected)
@@ -70,24 +122,28 @@ class ConfiguredCamera : public testing::Test {
         server->WaitForLog(wasRead, before + 1);
         recorder->Ask(kKeepaliveReq);
     }
-    void ExpectPart(uint16_t id, const std::string& name, const std::string& part)
+    // Expects the members somewhere in the reply, one behind the other.
+    void ExpectMembers(uint16_t id, const std::string& name, Json members)
     {
+        const std::string object = members.compact();
         const std::string body = recorder->Ask(id, Named(name)).body;
-        EXPECT_NE(body.find(part), std::string::npos) << body << "\nlacks " << part;
+        EXPECT_NE(body.find(object.substr(1, object.size() - 2)), std::string::npos)
+            << body << "\nlacks " << object;
     }
-    [[nodiscard]] std::string Settings() const
+    static std::string SetBody(const std::string& name, const std::string& object)
     {
-        return {reinterpret_cast<const char*>(settings.get()), kSysConfigBytes};
+        return R"({"MAC":")" + std::string(kMac) + R"(","Name":")" + name + "\",\"" + name + "\":" + object +
+               "}";
     }
 
     ParameterHost parameters{"", [] {}};
-    ShmAttachment settings{shmget(kSysConfigKey, 0, 0)};
     FakeMediaHost media;
     std::optional<ServerProcess> server;
     std::optional<ProtocolClient> recorder;
-};
 
-using Configuration = ConfiguredCamera;
+  private:
+    ShmAttachment block_{shmget(kSysConfigKey, 0, 0)};
+};
 
 TEST_F(Configuration, EveryReplyIsTheOneThatIsWrittenDown)
 {
@@ -99,14 +155,15 @@ TEST_F(Configuration, EveryReplyIsTheOneThatIsWrittenDown)
         {"get", kGetConfigReq, 26}, {"ability", kGetAbilityReq, 14}, {"information", kSysinfoReq, 2}};
     const auto read = [](const fs::path& path) {
         std::string line;
-        std::getline(std::ifstream(path), line);
+        std::ifstream file(path);
+        std::getline(file, line);
         return line;
     };
     const fs::path replies = VELMORA_SEQUENCES "/replies";
     for (const auto& row : kRows) {
         int names = 0;
-        for (const fs::path& file : fs::directory_iterator(replies / row.directory)) {
-            ExpectAnswer(row.id, Named(file.stem()), read(file));
+        for (const fs::directory_entry& file : fs::directory_iterator(replies / row.directory)) {
+            ExpectAnswer(row.id, Named(file.path().stem()), read(file));
             names++;
         }
         EXPECT_EQ(names, row.names);
@@ -115,94 +172,37 @@ TEST_F(Configuration, EveryReplyIsTheOneThatIsWrittenDown)
     EXPECT_EQ(stranger.Ask(kDevSearchReq, "is not read").body, read(replies / "search.json"));
 }
 
-constexpr struct {
-    const char* what;
-    Setting settings[2];
-    uint16_t id;
-    const char* name;
-    const char* part;
-} kVariations[] = {
-    {"1080P",
-     {{block::kWidth(0), 2, 1920}, {block::kHeight(0), 2, 1080}},
-     kGetConfigReq,
-     "AVEnc.Encode",
-     R"("GOP":3,"Resolution":"1080P","Quality":2})"},
-    {"a size without a name",
-     {{block::kHeight(0), 2, 1600}},
-     kGetConfigReq,
-     "Simplify.Encode",
-     R"("GOP":3,"Resolution":"","Quality":5})"},
-    {"smart encoding",
-     {{block::kStreamByte18, 1, 1}},
-     kGetConfigReq,
-     "Simplify.Encode",
-     R"("FPS":12,"GOP":10,"Quality":3)"},
-    {"a smart main stream",
-     {{block::kStreamByte18, 1, 1}},
-     kGetConfigReq,
-     "Simplify.Encode",
-     R"("FPS":20,"GOP":10,"Resolution")"},
-    {"MJPEG",
-     {{block::kEncoding(0), 1, 4}},
-     kGetConfigReq,
-     "AVEnc.Encode",
-     R"("Video":{"BitRate":6144,"BitRateControl":"VBR","FPS":15,"GOP":2,)"},
-    {"an unknown rate control",
-     {{block::kBitRateControl(1), 1, 2}},
-     kGetConfigReq,
-     "AVEnc.Encode",
-     R"("Video":{"BitRate":1536,"Compression":"H.264","FPS":12,)"},
-    {"no frames", {{block::kFrameRate(0), 4, 0}}, kGetConfigReq, "Simplify.Encode", R"("FPS":0,"GOP":1,)"},
-    {"an odd quality",
-     {{block::kStreamByte7(0), 1, 7}},
-     kGetConfigReq,
-     "Simplify.Encode",
-     R"("Quality":3}})"},
-    {"no sound",
-     {{block::kAudioEnable, 1, 0}},
-     kGetConfigReq,
-     "Simplify.Encode",
-     R"({"ExtraFormat":{"Audio":{"BitRate":0,"MaxVolume":0,"SampleRate":0},"AudioEnable":false,)"},
-    {"another sound",
-     {{block::kAudioEncoding, 1, 2}},
-     kGetAbilityReq,
-     "EncodeCapability",
-     R"("Enable":true,"HaveAudio":false,"ResolutionMask":"0x00144800")"},
-    {"the finest motion level",
-     {{block::kMotionSensitivity, 1, 0}},
-     kGetConfigReq,
-     "Detect.MotionDetect.[0]",
-     R"("Level":3,)"},
-    {"an unknown time zone",
-     {{block::kTimeZone, 1, 49}},
-     kGetConfigReq,
-     "System.TimeZone",
-     R"({"FirstUserTimeZone":0,"timeMin":-480})"},
-};
-
 TEST_F(Configuration, RepliesFollowTheSettings)
 {
-    for (const auto& row : kVariations) {
-        SCOPED_TRACE(row.what);
-        WriteDistinctSettings(settings.get());
-        for (const Setting& setting : row.settings)
-            Store(settings.get(), setting);
-        ExpectPart(row.id, row.name, row.part);
+    const Json rows = Rows("variations");
+    for (int i = 0; i < rows.size(); i++) {
+        const Json row = rows[i];
+        SCOPED_TRACE(row["what"].text());
+        StoreDistinctSettings();
+        for (int setting = 0; setting < row["settings"].size(); setting++)
+            Store(settings(), row["settings"][setting]);
+        ExpectMembers(static_cast<uint16_t>(row["id"].number()), row["name"].text(), row["part"]);
     }
-    // The maker's list of sizes: upper-case digits for the main stream, lower-case ones for the second.
+}
+
+// The digits of the main stream's masks are upper-case ones, those of the second stream lower-case.
+TEST_F(Configuration, AbilitiesFollowTheMakersListOfSizes)
+{
     ASSERT_NE(getenv("SANDBOX"), nullptr) << "writes /var/cfg";
-    WriteDistinctSettings(settings.get());
     std::ofstream("/var/cfg/CustomTools.cfg")
         << "[CustomToolCfg]\nCustomComboName=H264:1920x1200;@H264:1920x1200,H264:720x480;"
            "H264:1600x1200,H264:352x288;H264:1600x1200,H264:352x576;@\n";
-    constexpr char kFirst[] = R"({"CompressionMask":"0x00000080","Enable":true,"HaveAudio":true,)";
-    ExpectPart(kGetAbilityReq, "EncodeCapability",
-               kFirst + std::string(R"("ResolutionMask":"0x0000A000","StreamType":"MainStream"},)") + kFirst +
-                   R"("ResolutionMask":"0x0000000b","StreamType":"ExtraStream2"})");
+    const std::string reply = recorder->Ask(kGetAbilityReq, Named("EncodeCapability")).body;
+    for (const char* part :
+         {R"("CompressionMask":"0x00000080","Enable":true,"HaveAudio":true,"ResolutionMask":"0x0000A000")",
+          R"("HaveAudio":true,"ResolutionMask":"0x0000000b","StreamType":"ExtraStream2")",
+          R"("ExImageSizePerChannel":["0x0000000b"],)", R"("ImageSizePerChannel":["0x0000A000"],)"})
+        EXPECT_NE(reply.find(part), std::string::npos) << reply << "\nlacks " << part;
+    EXPECT_EQ(reply.find("0x00000180"), std::string::npos);
 }
 
-// Nobody who means well sends these. Each has one answer for a body that is no JSON and one for JSON
-// without a known name.
+// Nobody who means well sends these. Each request has one answer to a body that is no JSON, and one to
+// JSON without a name that it knows.
 TEST_F(Configuration, BodiesWithoutAKnownNameHaveTheirAnswer)
 {
     constexpr struct {
@@ -214,170 +214,99 @@ TEST_F(Configuration, BodiesWithoutAKnownNameHaveTheirAnswer)
                 {kGetConfigReq, kSilence, kUnknownObject},
                 {kGetAbilityReq, kUnknownAbility, kUnknownAbility},
                 {kDevIpSettingReq, kDone, kDone}};
-    const std::string deep(10000, '['), object = R"({"Name":)", text(10180, 'N');
-    const std::string notJson[] = {"", "no JSON", "{\"Name\":\"General.General\"", deep, "\xFF\xFE\xC0\x80"};
+    const std::string deep(10000, '['), named = R"({"Name":)";
+    const std::string notJson[] = {"", "no JSON", R"({"Name":"General.General")", deep, "\xFF\xFE\xC0\x80"};
     const std::string unknown[] = {"{}",
                                    "[]",
-                                   "\"General.General\"",
-                                   object + "null}",
-                                   object + "1e999}",
-                                   object + "[\"General.General\"]}",
-                                   Named(text),
+                                   R"("General.General")",
+                                   named + "null}",
+                                   named + "1e999}",
+                                   named + R"(["General.General"]})",
+                                   named + deep.substr(0, 900) + std::string(900, ']') + "}",
+                                   R"({"name":"","Name":"General.General"})",
+                                   Named(std::string(10180, 'N')),
                                    Named("\xFF\xC0\x80"),
                                    Named("%s%n"),
-                                   Named("simplify.encode"),
-                                   Named("Simplify"),
+                                   Named("general.general"),
+                                   Named("General.General "),
                                    Named("Camera.Param.[1]"),
                                    Named("Camera.Param"),
-                                   Named("General.General "),
-                                   Named("AVEnc.Encode.[0]"),
-                                   object + "{\"a\":" + deep.substr(0, 900) + std::string(900, ']') + "}}",
-                                   R"({"name":"","Name":"MultiVstd"})"};
-    const std::string before = Settings();
+                                   Named("Simplify"),
+                                   Named("AVEnc.Encode.[0]")};
+    const std::string before(settings(), kSysConfigBytes);
     for (const auto& id : kIds) {
         for (const std::string& body : notJson)
             ExpectAnswer(id.id, body, id.notJson);
         for (const std::string& body : unknown)
             ExpectAnswer(id.id, body, id.unknown);
     }
-    ExpectAnswer(kSetConfigReq, R"({"Name":"Simplify.Encode","Simplify.Encode":{}})", kSilence);
-    ExpectAnswer(kSetConfigReq, R"({"Name":"AVEnc.Encode","AVEnc.Encode":{}})", kSilence);
-    ExpectAnswer(kGetConfigReq, R"({"nAmE":"AVEnc.VideoWidget"})",
-                 R"({"AVEnc.VideoWidget":[],"Name":"AVEnc.VideoWidget","Ret":100,"SessionID":"SESSION"})");
-    EXPECT_EQ(Settings(), before);
+    ExpectAnswer(kSetConfigReq, SetBody("Simplify.Encode", "{}"), kSilence);
+    ExpectAnswer(kSetConfigReq, SetBody("AVEnc.Encode", "{}"), kSilence);
+    ExpectAnswer(kSetConfigReq, Named("Simplify.Encode.[0]"), kDone);
+    ExpectAnswer(kGetConfigReq, R"({"nAmE":"NetWork.DigManagerShow"})", kUnknownObject);
+    EXPECT_TRUE(before == std::string(settings(), kSysConfigBytes));
 }
-
-constexpr struct {
-    const char* request;
-    const char* name; // to be read afterwards
-    const char* parts[3];
-} kChanges[] = {
-    {R"({"Name":"Simplify.Encode.[0]","Simplify.Encode.[0]":{"ExtraFormat":{"Video":{"BitRate":768,)"
-     R"("BitRateControl":"VBR","Compression":"H.265","FPS":10,"GOP":4,"Resolution":"D1"}},"MainFormat":{)"
-     R"("AudioEnable":false,"Audio":{},"Video":{"BitRate":2048,"BitRateControl":"CBR",)"
-     R"("Compression":"H.264","FPS":15,"GOP":8,"Resolution":"720P"}}}})",
-     "Simplify.Encode",
-     {R"({"ExtraFormat":{"Audio":{"BitRate":0,"MaxVolume":0,"SampleRate":0},"AudioEnable":false,)",
-      R"({"BitRate":768,"BitRateControl":"VBR","Compression":"H.265","FPS":10,"GOP":4,)",
-      R"({"BitRate":2048,"BitRateControl":"CBR","Compression":"H.264","FPS":15,"GOP":5,"Resolution":"720P",)"}},
-    {R"({"Name":"Detect.MotionDetect.[0]","Detect.MotionDetect.[0]":{"Enable":true,"Level":4,)"
-     R"("Region":["0x000000ff",7,"FFc00000"]}})",
-     "Detect.MotionDetect.[0]",
-     {R"({"Detect.MotionDetect.[0]":{"Enable":true,)", R"("Level":4,"Region":["0x000000ff","0x00000000",)",
-      R"("0xffc00000","0xdaa66d13",)"}},
-    {R"({"Name":"Detect.MotionDetect.[0]","Detect.MotionDetect.[0]":{"Enable":true,"Level":0}})",
-     "Detect.MotionDetect.[0]",
-     {R"({"Detect.MotionDetect.[0]":{"Enable":false,)", R"("Level":3,)", R"("0xdaa66d13",)"}},
-    {R"({"Name":"AVEnc.VideoColor.[0]","AVEnc.VideoColor.[0]":[{"VideoColorParam":{"Brightness":50,)"
-     R"("Contrast":100,"Saturation":0,"Hue":99}},{"VideoColorParam":{"Brightness":1}}]})",
-     "AVEnc.VideoColor.[0]",
-     {R"("Brightness":50,"Contrast":100,"Gain":0,"Hue":25,"Saturation":0,"Whitebalance":7}},{)"}},
-    {R"({"Name":"System.TimeZone","System.TimeZone":{"timeMin":-480}})",
-     "System.TimeZone",
-     {R"("timeMin":-480})"}},
-    {R"({"Name":"System.TimeZone","System.TimeZone":{"timeMin":720}})",
-     "System.TimeZone",
-     {R"("timeMin":720})"}},
-    {R"({"Name":"NetWork.NetCommon","MAC":"02:00:5E:A1:B2:C3","NetWork.NetCommon":{"HttpPort":80,)"
-     R"("TCPPort":65535,"HostName":"cam-01"}})",
-     "NetWork.NetCommon",
-     {R"("HostName":"cam-01","HttpPort":80,)", R"("SSLPort":65535,)", R"("TCPPort":65535,)"}},
-};
 
 TEST_F(Configuration, WhatIsSetIsReadBack)
 {
-    for (const auto& row : kChanges) {
-        ExpectAnswer(kSetConfigReq, row.request, kDone);
-        for (const char* part : row.parts)
-            if (part != nullptr)
-                ExpectPart(kGetConfigReq, row.name, part);
+    const Json rows = Rows("changes");
+    for (int i = 0; i < rows.size(); i++) {
+        const Json row = rows[i];
+        ExpectAnswer(kSetConfigReq, SetBody(row["set"].text(), row["object"].compact()), kDone);
+        for (int part = 0; part < row["parts"].size(); part++)
+            ExpectMembers(kGetConfigReq, row["get"].text(), row["parts"][part]);
     }
-    EXPECT_EQ(LoadLe<uint16_t>(settings.get() + block::kWidth(1)), 720);
-    EXPECT_EQ(LoadLe<int32_t>(settings.get() + block::kIFrameInterval(1)), 40);
-    EXPECT_EQ(settings.get()[block::kEncoding(2)], 2) << "the third stream goes with the main stream";
-    EXPECT_EQ(settings.get()[kBrightness], 128);
+    EXPECT_EQ(LoadLe<uint16_t>(settings() + block::kWidth(1)), 720);
+    EXPECT_EQ(LoadLe<int32_t>(settings() + block::kBitRate(1)), 768 * 1024);
+    EXPECT_EQ(settings()[block::kEncoding(2)], 2) << "the third stream goes with the main stream";
+    EXPECT_EQ(static_cast<uint8_t>(settings()[1300]), 128) << "brightness 50";
 }
 
-// Objects that can be set, with % for each value, and where the block may differ once such a set is done.
-constexpr struct {
-    const char* name;
-    const char* object;
-    const char* answer;
-    struct {
-        size_t first, bytes;
-    } carried[5];
-    Setting afterNulls[3]; // what it holds when null was sent everywhere
-} kSettable[] = {
-    {"Simplify.Encode.[0]",
-     R"({"ExtraFormat":{"Video":{"BitRate":%,"BitRateControl":%,"Compression":%,"FPS":%,"GOP":%,"Quality":%,)"
-     R"("Resolution":%}},"MainFormat":{"Audio":%,"AudioEnable":%,"Video":{"BitRate":%,"BitRateControl":%,)"
-     R"("Compression":%,"FPS":%,"GOP":%,"Quality":%,"Resolution":%}}})",
-     kDone,
-     {{block::kEncoding(0), 41}, // to the end of what is stored for each stream there
-      {block::kIFrameInterval(0), 36},
-      {block::kAudioEnable, 12}},
-     {{block::kAudioEnable, 1, 0}}},
-    {"Detect.MotionDetect.[0]",
-     R"({"Enable":%,"Level":%,"Region":[%,%],"EventHandler":%})",
-     kDone,
-     {{block::kMotionEnable, 3}, {block::kMotionGrid, 8}},
-     {{block::kMotionEnable, 1, 0}, {block::kMotionGrid + 4, 4, 0}}},
-    {"AVEnc.VideoColor.[0]",
-     R"([{"Enable":%,"VideoColorParam":{"Brightness":%,"Contrast":%,"Saturation":%,"Hue":%}},%])",
-     kDone,
-     {{kBrightness, 3}},
-     {}},
-    {"System.TimeZone", R"({"timeMin":%})", kDone, {{block::kTimeZone, 2}}, {{block::kTimeZone, 1, 40}}},
-    {"NetWork.NetDHCP", R"([{"Enable":%,"Interface":%}])", kSilence, {}, {}},
-    {"NetWork.NetDHCP", R"([{"Enable":%,"Interface":"eth0"}])", kDone, {}, {}},
-    {"NetWork.NetCommon", R"({"HttpPort":%,"TCPPort":%,"HostName":%,"HostIP":%})", kSilence, {}, {}},
-    {"NetWork.NetCommon",
-     R"({"HttpPort":8081,"TCPPort":%,"GateWay":%,"HostName":%,"MaxBps":%})",
-     kDone,
-     {{block::kGateway, 4}, {block::kVelmoraPort, 3}, {block::kDeviceName, block::kIdentityBytes}},
-     {{block::kVelmoraPort, 2, 65535}}},
-    {"General.AutoMaintain", "%", kDone, {}, {}},
-    {"System.ExUserMap", R"({"User":[%],"UserNum":%})", kDone, {}, {}},
-    {"OEMcfg.Correspondent", R"({"Port":%,"HardwareId":%,"FirmwareVersion":%})", kDone, {}, {}},
-    {"General.General", R"({"AutoLogout":%,"MachineName":%,"VideoOutPut":%})", kDone, {}, {}},
-    {"General.Location", R"({"DSTEnd":{"Day":%},"DSTStart":%,"WorkDay":%,"Language":%})", kDone, {}, {}},
-    {"NetWork.NetNTP", R"({"Enable":%,"Server":{"Address":%,"Port":%},"TimeZone":%})", kDone, {}, {}},
-};
+TEST_F(Configuration, TheFirstEncodingAfterAStartOfLiveViewIsDropped)
+{
+    const std::string body = SetBody("Simplify.Encode.[0]", R"({"MainFormat":{"Video":{"BitRate":512}}})");
+    recorder->Ask(kMonitorReq, MonitorBody("Start", "Main"));
+    ExpectAnswer(kSetConfigReq, body, kSilence);
+    EXPECT_NE(LoadLe<int32_t>(settings() + block::kBitRate(0)), 512 * 1024);
+    ExpectAnswer(kSetConfigReq, body, kDone);
+    EXPECT_EQ(LoadLe<int32_t>(settings() + block::kBitRate(0)), 512 * 1024);
+}
 
 TEST_F(Configuration, HostileValuesChangeNothingBeyondTheirPlace)
 {
-    const std::string text(400, '\xFE');
     const std::string values[] = {"null",
                                   "[]",
                                   "{}",
                                   "true",
                                   "-1",
-                                  "1e300",
                                   "-99999999999",
                                   "0.4",
-                                  "\"\"",
+                                  "1e300",
+                                  R"("")",
                                   "\"%s%n\xC0\x80\"",
-                                  "\"" + text + "\"",
+                                  "\"" + std::string(400, '\xFE') + "\"",
                                   std::string(300, '[') + std::string(300, ']')};
-    for (const auto& row : kSettable) {
+    const Json rows = Rows("hostile");
+    for (int i = 0; i < rows.size(); i++) {
+        const Json row = rows[i];
         for (const std::string& value : values) {
-            SCOPED_TRACE(row.name + (" with " + value.substr(0, 20)));
-            WriteDistinctSettings(settings.get());
-            std::string expected = Settings();
+            SCOPED_TRACE("% is " + value.substr(0, 20));
+            StoreDistinctSettings();
+            std::string expected(settings(), kSysConfigBytes);
             ExpectAnswer(kSetConfigReq,
-                         R"({"MAC":"02:00:5E:A1:B2:C3","Name":")" + std::string(row.name) + "\",\"" +
-                             row.name + "\":" + Replace(row.object, "%", value) + "}",
-                         row.answer);
-            const std::string changed = Settings();
-            if (value == "null")
-                for (const Setting& setting : row.afterNulls)
-                    Store(reinterpret_cast<uint8_t*>(expected.data()), setting);
-            else
-                for (const auto& [first, bytes] : row.carried)
-                    expected.replace(first, bytes, changed, first, bytes);
+                         SetBody(row["name"].text(), Replace(row["object"].compact(), R"("%")", value)),
+                         row["isAnswered"].item->type == cJSON_True ? kDone : kSilence);
+            const std::string changed(settings(), kSysConfigBytes);
+            const Json allowed = row[value == "null" ? "afterNulls" : "carried"];
+            for (int place = 0; place < allowed.size(); place++)
+                if (value == "null")
+                    Store(expected.data(), allowed[place]);
+                else
+                    expected.replace(allowed[place][1].number(), allowed[place][2].number(), changed,
+                                     allowed[place][1].number(), allowed[place][2].number());
             const auto differs = std::mismatch(changed.begin(), changed.end(), expected.begin()).first;
             EXPECT_EQ(static_cast<size_t>(differs - changed.begin()), kSysConfigBytes)
-                << "the byte that differs";
+                << row["name"].text() << ": the byte that differs";
         }
     }
     EXPECT_EQ(recorder->Login(), 2U); // nothing has hurt it
