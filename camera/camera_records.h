@@ -20,25 +20,25 @@ enum CameraStatus : int {
 
 // Command 15: three of these, main stream first.
 struct StreamEncoderConfig {
-    uint32_t ulReserved0;    // 1
-    uint32_t ulMaxFrameRate; // cap for the main stream's size, the same for all streams
-    uint32_t ulFrameRate;    // frames a second, at most the cap
-    uint32_t ulWidth;        // pixels
-    uint32_t ulHeight;       // pixels
-    uint32_t ulReserved5;    // 0
-    uint32_t ulReserved6;    // 99
-    uint32_t ulStreamByte7;
-    uint32_t ulEncoding;       // 2 H.264, 3 H.265, 4 MJPEG
-    uint32_t ulReserved9;      // 64
-    uint32_t ulMaxBitRate;     // 16384 for an MJPEG main stream, else 12288
-    uint32_t ulBitRateKbps;    // of 1024 bit/s
-    uint32_t ulBitRateControl; // 0 CBR, 1 VBR
-    uint32_t ulFrameRate13;    // as ulFrameRate
-    uint32_t ulFrameRateTimes5;
-    uint32_t ulIFrameInterval; // frames
+    uint32_t ulMinFrameRate;      // 1
+    uint32_t ulMaxFrameRate;      // cap for the main stream's size, the same for all streams
+    uint32_t ulFrameRate;         // frames a second, at most the cap
+    uint32_t ulWidth;             // pixels
+    uint32_t ulHeight;            // pixels
+    uint32_t ulMinQuality;        // 0
+    uint32_t ulMaxQuality;        // 99
+    uint32_t ulQuality;           // 1 best to 6, or anything when nobody has set it
+    uint32_t ulEncoding;          // 2 H.264, 3 H.265, 4 MJPEG
+    uint32_t ulMinBitRate;        // 64
+    uint32_t ulMaxBitRate;        // 16384 for an MJPEG main stream, else 12288
+    uint32_t ulBitRateKbps;       // of 1024 bit/s
+    uint32_t ulBitRateControl;    // 0 CBR, 1 VBR
+    uint32_t ulMinIFrameInterval; // as ulFrameRate
+    uint32_t ulMaxIFrameInterval; // five times ulFrameRate
+    uint32_t ulIFrameInterval;    // frames
     uint32_t ulStreamByte16;
     uint32_t ulStreamByte17;
-    uint32_t ulStreamByte18;
+    uint32_t ulSmartEncoding; // 1 on
 };
 static_assert(sizeof(StreamEncoderConfig) == 76);
 static_assert(offsetof(StreamEncoderConfig, ulEncoding) == 8 * sizeof(uint32_t));
