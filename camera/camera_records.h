@@ -202,6 +202,56 @@ static_assert(offsetof(DeviceInformation, szHardwareId) == 512);
 static_assert(offsetof(DeviceInformation, szSensor) == 657);
 static_assert(sizeof(DeviceInformation) == 665);
 
+// Command 60
+struct PtzControl {
+    uint32_t ulChannel; // the low byte counts
+    uint32_t ulAction;
+    uint32_t ulValue; // speed step, preset index or tour index
+    char szName[32];  // of a preset; may lack its zero
+};
+static_assert(sizeof(PtzControl) == 11 * sizeof(uint32_t));
+
+// Command 104
+struct PtzProperty {
+    uint8_t ucReserved0;
+    uint8_t ucStep; // 1 to 8; other values are clamped
+    uint8_t ucReserved2[2];
+    uint8_t ucApertureMode;
+    uint8_t ucApertureVal;
+    uint8_t ucFocusingModel;
+    char ucRes[57]; // a text with "onvif" in it: only the step counts
+};
+static_assert(offsetof(PtzProperty, ucRes) == 7);
+
+// Commands 155 and 156
+struct CruisePoint {
+    uint8_t ucCh;
+    uint8_t ucIndex; // of the tour
+    uint8_t ucReserved2;
+    uint8_t ucReserved3;
+    uint8_t ucEnable;
+    uint8_t ucPresetPointIndex;
+    uint8_t ucStep;
+    uint8_t ucReserved7;
+    uint32_t ulDwelltime; // seconds
+    uint8_t ucReserved12[16];
+};
+static_assert(sizeof(CruisePoint) == 28);
+struct CruiseLine {
+    uint8_t ucCh;
+    uint8_t ucIndex; // of the tour, 0 to 31
+    uint8_t ucEnable;
+    uint8_t ucReserved3[65];
+    CruisePoint point[16];
+    uint8_t ucReserved516[448];
+    uint8_t ucTourFlag;  // selector: start value; output: that and the number of enabled points
+    uint8_t ucPointFlag; // selector: a preset index; output: the first point with it, 0 if none has
+    uint8_t ucReserved966[14];
+};
+static_assert(offsetof(CruiseLine, point) == 68);
+static_assert(offsetof(CruiseLine, ucTourFlag) == 964);
+static_assert(sizeof(CruiseLine) == 980);
+
 // Commands 44 to 47
 struct CameraUser {
     char szName[128];

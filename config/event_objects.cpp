@@ -111,7 +111,7 @@ void BuildMotionDetect(ReplyText* text)
 {
     MotionDetectionEx motion{};
     (void)CameraGetMotionDetectionExProperty(&motion);
-    Add(text, R"({"Enable":@,"EventHandler":)", Flag(motion.ucEnable == 1));
+    Add(text, R"({"Enable":@,"EventHandler":)", Flag(motion.ucEnable != 0));
     AddEventHandler(text, {.ptzLinks = kPtzLinks, .mask = kMask, .showsTip = true});
     Add(text, R"(,"Level":@,"Region":)", Number(LevelOf(motion.ucSensitivity)));
     for (const uint32_t& block : motion.ulBlock)

@@ -73,13 +73,13 @@ bool IsHostName(std::string_view text)
 uint32_t HexTextToNumber(const char* hex)
 {
     return static_cast<uint32_t>(
-        std::min<unsigned long>(strtoul(hex, nullptr, 16), std::numeric_limits<uint32_t>::max()));
+        std::min<unsigned long long>(strtoull(hex, nullptr, 16), std::numeric_limits<uint32_t>::max()));
 }
 
 uint32_t IpTextToNumber(const char* dotted)
 {
     in_addr address{};
-    if (inet_aton(dotted, &address) == 0)
+    if (inet_pton(AF_INET, dotted, &address) != 1)
         return 0xFFFFFFFF;
     return LoadLe<uint32_t>(reinterpret_cast<const uint8_t*>(&address));
 }

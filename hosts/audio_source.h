@@ -26,6 +26,10 @@ class AudioSource {
 
     // The record at a media time; silence beyond the sound.
     [[nodiscard]] AudioRecord At(int64_t mediaUs) const;
+    [[nodiscard]] int64_t LengthUs() const
+    {
+        return static_cast<int64_t>(samples_.size()) * 1000000 / kAudioSampleRate;
+    }
 
   private:
     void Decode(const std::string& path, int64_t originUs);

@@ -47,4 +47,14 @@ template <typename T> LibavOwner<T> OwnLibav(T* object)
     return LibavOwner<T>(object);
 }
 
+inline LibavOwner<AVFrame> MakePicture(AVPixelFormat format, int width, int height)
+{
+    auto picture = OwnLibav(av_frame_alloc());
+    picture->format = format;
+    picture->width = width;
+    picture->height = height;
+    CheckLibav(av_frame_get_buffer(picture.get(), 0), "picture");
+    return picture;
+}
+
 inline constexpr AVRational kMicroseconds{1, AV_TIME_BASE};

@@ -22,6 +22,7 @@ extern "C" {
 #include "hosts/ipc_objects.h"
 #include "hosts/keeper_watch.h"
 #include "hosts/media_host.h"
+#include "hosts/network_applier.h"
 #include "hosts/parameter_host.h"
 #include "hosts/server_runner.h"
 #include "media/media_layout.h"
@@ -38,11 +39,13 @@ struct Options {
     std::string server;
     std::vector<std::string> serverArguments;
     bool purge = false;
+    bool applyNetwork = false;
 };
 
 constexpr char kFooter[] =
     "Streams: H.264 and H.265 that fits the wire is played as it is, everything else is encoded anew.\n"
     "Without --main and --second the clips main.mkv and second.mkv of --clips are played.\n"
+    "A stream that is set to another codec, size or rate than its file has shows a test picture instead.\n"
     "When the streams run, one line \"velmora-bench-camera: ready\" goes to standard output.\n"
     "Signals: SIGUSR1 pauses both streams and lets them go on; SIGINT and SIGTERM end the program.\n"
     "Shared memory and queues that exist are taken over; at the end those that nobody uses are removed.";
@@ -59,11 +62,14 @@ void AddOptions(CLI::App* app, Options* options)
     app->add_option("--main", options->mainFile, "Video file of the main stream")->type_name("FILE");
     app->add_option("--second", options->secondFile, "Video file of the second stream")->type_name("FILE");
     app->add_option("--clips", options->clips, "Directory of the default clips")->type_name("DIR");
-    app->add_option("--state", options->state, "JSON file that keeps the settings")->type_name("FILE");
+    app->add_option("--state", options->state, "JSON file that keeps the settings from one run to the next")
+        ->type_name("FILE");
     app->add_option("--server", options->server, "Velmora_server to run beside; what follows -- goes to it")
         ->type_name("PATH");
     app->add_flag("--purge", options->purge,
                   "Remove the camera's shared memory and queues first, and all of them at the end");
+    app->add_flag("--apply-network", options->applyNetwork,
+                  "Change address, mask and gateway of eth0 as they are set (in a sandbox only)");
     app->add_option("server-arguments", options->serverArguments, "")->group("");
     app->footer(kFooter);
     app->failure_message([](const CLI::App*, const CLI::Error& error) {
@@ -144,6 +150,18 @@ void ServeSignals(MediaHost* media)
     }
 }
 
+// What is set has its effect.
+void ConnectHosts(ParameterStore* store, MediaHost* media, std::optional<NetworkApplier>* network)
+{
+    store->Watch({.onStream = [media](size_t stream,
+                                      const StreamFacts& settings) { media->Configure(stream, settings); },
+                  .onAddress =
+                      [network](uint32_t field, uint32_t ulAddress) {
+                          if (*network)
+                              (*network)->Set(field, ulAddress);
+                      }});
+}
+
 void RunCamera(const Options& options)
 {
     ClaimObjects();
@@ -157,6 +175,9 @@ void RunCamera(const Options& options)
         command.insert(command.end(), options.serverArguments.begin(), options.serverArguments.end());
         server.emplace(std::move(command));
     }
+    std::optional<NetworkApplier> network;
+    if (options.applyNetwork)
+        network.emplace("eth0");
     ParameterHost parameters(options.state, [&server] {
         if (server)
             server->Restart();
@@ -165,8 +186,11 @@ void RunCamera(const Options& options)
     KeeperWatch keeper;
     MediaHost media(std::move(players));
 
-    media.Start([&parameters](size_t stream, const StreamFacts& facts) {
-        parameters.store().SetStream(stream, facts);
+    ConnectHosts(&parameters.store(), &media, &network);
+    if (network)
+        network->Start();
+    media.Start([store = &parameters.store()](size_t stream, const StreamFacts& facts) {
+        store->SetStream(stream, facts);
     });
     parameters.Start();
     keeper.Start();
@@ -180,6 +204,8 @@ void RunCamera(const Options& options)
         server->Stop();
     keeper.Stop();
     parameters.Stop();
+    if (network)
+        network->Stop();
     media.Stop();
     media.Release(options.purge);
     parameters.Release(options.purge);

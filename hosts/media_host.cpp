@@ -97,6 +97,12 @@ void MediaHost::SetPaused(bool paused)
         player->SetPaused(paused);
 }
 
+void MediaHost::Configure(size_t stream, const StreamFacts& settings)
+{
+    if (stream < kPlayedStreams)
+        players_[stream]->Configure(settings);
+}
+
 uint32_t MediaHost::Position(uint32_t stream, uint32_t command)
 {
     const bool known = command == kQueryStart || command == kQueryKeyFrame || command == kQueryRecord ||

@@ -1,5 +1,6 @@
 // The encoder host: owns the rings, the queue on which readers ask for positions and the queue on which
-// it takes orders (docs/ipc.md), and plays a file into each of the first two rings.
+// it takes orders (docs/ipc.md), and plays a file into each of the first two rings, or a test picture where
+// a stream is set to something else than its file has.
 #pragma once
 
 #include <array>
@@ -26,11 +27,14 @@ class MediaHost {
     MediaHost(const MediaHost&) = delete;
     MediaHost& operator=(const MediaHost&) = delete;
 
-    // Returns when both streams have their first record; reports what each plays, and each change.
+    // Returns when both streams have their first record; reports what the file of each gives, and each
+    // change of that.
     using ReportFunction = std::function<void(size_t stream, const StreamFacts& facts)>;
     void Start(const ReportFunction& report);
     void Stop();
     void SetPaused(bool paused);
+    // What a stream is set to; of the third, which is not played, nothing is done. Any thread.
+    void Configure(size_t stream, const StreamFacts& settings);
     // Removes the objects, those that others use only when `always`. After Stop.
     void Release(bool always);
 

@@ -62,6 +62,18 @@ void WriteStreamFacts(uint8_t* block, size_t stream, const StreamFacts& facts)
     StoreLe(block + block::kIFrameInterval(stream), facts.iIFrameInterval);
     StoreLe(block + block::kWidth(stream), facts.usWidth);
     StoreLe(block + block::kHeight(stream), facts.usHeight);
+    block[block::kBitRateControl(stream)] = facts.ucBitRateControl;
+}
+
+StreamFacts ReadStreamFacts(const uint8_t* block, size_t stream)
+{
+    return {.codec = static_cast<MediaCodec>(block[block::kEncoding(stream)]),
+            .usWidth = LoadLe<uint16_t>(block + block::kWidth(stream)),
+            .usHeight = LoadLe<uint16_t>(block + block::kHeight(stream)),
+            .iFrameRate = LoadLe<int32_t>(block + block::kFrameRate(stream)),
+            .iBitRate = LoadLe<int32_t>(block + block::kBitRate(stream)),
+            .iIFrameInterval = LoadLe<int32_t>(block + block::kIFrameInterval(stream)),
+            .ucBitRateControl = block[block::kBitRateControl(stream)]};
 }
 
 void WriteDefaultParameters(uint8_t* block)

@@ -17,9 +17,9 @@ constexpr auto kEvent = FieldKind::kEvent;
 constexpr auto kAccount = FieldKind::kAccount;
 
 constexpr FieldPlace kPlaces[] = {
-    {4096, kBytes, 4, kNoBlockPlace, 0, 0, "address of eth0"},
-    {4097, kBytes, 4, kNoBlockPlace, 0, 0, "netmask of eth0"},
-    {4098, kBytes, 4, kNoBlockPlace, 0, 0, "gateway of eth0"},
+    {kFieldAddress, kBytes, 4, kNoBlockPlace, 0, 0, "address of eth0"},
+    {kFieldNetmask, kBytes, 4, kNoBlockPlace, 0, 0, "netmask of eth0"},
+    {kFieldGateway, kBytes, 4, block::kGateway, 4, 0, "gateway of eth0"},
     {4099, kBytes, 4, kNoBlockPlace, 0, 0, "DNS server of eth0"},
     {4101, kNumber, 2, block::kHttpPort, 2, kAny, "HTTP port"},
     {4102, kNumber, 2, block::kRtspPort, 2, kAny, "RTSP port"},
@@ -51,9 +51,9 @@ constexpr FieldPlace kPlaces[] = {
     {4172, kNumber, 4, block::kIFrameInterval(0), 4, kAny, "I-frame interval of the main stream"},
     {4173, kNumber, 4, block::kIFrameInterval(1), 4, kAny, "I-frame interval of the second stream"},
     {4174, kNumber, 4, block::kIFrameInterval(2), 4, kAny, "I-frame interval of the third stream"},
-    {4193, kNumber, 4, kNoBlockPlace, 0, kAny, "picture quality of the main stream"},
-    {4194, kNumber, 4, kNoBlockPlace, 0, kAny, "picture quality of the second stream"},
-    {4195, kNumber, 4, kNoBlockPlace, 0, kAny, "picture quality of the third stream"},
+    {4193, kNumber, 4, block::kStreamByte7(0), 1, kAny, "picture quality of the main stream"},
+    {4194, kNumber, 4, block::kStreamByte7(1), 1, kAny, "picture quality of the second stream"},
+    {4195, kNumber, 4, block::kStreamByte7(2), 1, kAny, "picture quality of the third stream"},
     {4212, kNumber, 1, block::kMotionEnable, 1, kAny, "motion detection"},
     {4214, kNumber, 1, block::kMotionSensitivity, 1, kAny, "motion sensitivity"},
     {4217, kBytes, 128, block::kMotionGrid, 128, 0, "motion grid"},
@@ -120,4 +120,16 @@ const FieldPlace* FindFieldPlace(uint32_t field)
     const auto found = std::find_if(places.begin(), places.end(),
                                     [field](const FieldPlace& place) { return place.ulField == field; });
     return found == places.end() ? nullptr : &*found;
+}
+
+std::optional<size_t> StreamOfField(uint32_t field)
+{
+    constexpr uint32_t kFirstFields[] = {4147, 4151, 4154, 4157, 4172}; // one for each stream from here on
+    for (const uint32_t first : kFirstFields)
+        if (field >= first && field < first + kVideoStreams)
+            return field - first;
+    constexpr uint32_t kFirstSize = 4160; // width and height of each
+    if (field >= kFirstSize && field < kFirstSize + 2 * kVideoStreams)
+        return (field - kFirstSize) / 2;
+    return std::nullopt;
 }

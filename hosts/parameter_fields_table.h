@@ -6,6 +6,7 @@
 
 #include <cstddef>
 #include <cstdint>
+#include <optional>
 #include <span>
 
 enum class FieldKind : uint8_t {
@@ -35,6 +36,12 @@ inline constexpr uint32_t kFieldCreateUser = 8195;
 inline constexpr uint32_t kFieldDeleteUser = 8196;
 inline constexpr uint32_t kFieldChangeUser = 8197;
 
+inline constexpr uint32_t kFieldAddress = 4096; // of eth0, as the next two
+inline constexpr uint32_t kFieldNetmask = 4097;
+inline constexpr uint32_t kFieldGateway = 4098;
+
 std::span<const FieldPlace> FieldPlaces();
 // The row of a field, or null.
 const FieldPlace* FindFieldPlace(uint32_t field);
+// The stream whose video the field describes (StreamFacts), or nothing.
+std::optional<size_t> StreamOfField(uint32_t field);

@@ -96,7 +96,39 @@ void ParameterStore::SetStream(size_t stream, const StreamFacts& facts)
 {
     const std::lock_guard lock(mutex_);
     played_[stream] = facts;
-    WriteStreamFacts(block_, stream, facts);
+    ParameterBytes settings(kSysConfigBytes); // readers of the block see no value that does not hold
+    WriteStreamFacts(settings.data(), stream, facts);
+    for (const FieldPlace& place : FieldPlaces()) {
+        const auto kept = changes_.find(std::to_string(place.ulField));
+        if (StreamOfField(place.ulField) == stream && kept != changes_.end())
+            StoreNumber(settings.data() + place.usBlock, place.ucBlockBytes,
+                        std::get<uint32_t>(kept->second));
+    }
+    WriteStreamFacts(block_, stream, ReadStreamFacts(settings.data(), stream));
+    TellStream(stream);
+}
+
+void ParameterStore::Watch(ParameterWatch watch)
+{
+    const std::lock_guard lock(mutex_);
+    watch_ = std::move(watch);
+    for (const uint32_t field : {kFieldAddress, kFieldNetmask, kFieldGateway})
+        if (const auto kept = changes_.find(std::to_string(field)); kept != changes_.end())
+            TellAddress(field, std::get<ParameterBytes>(kept->second));
+}
+
+void ParameterStore::TellStream(size_t stream)
+{
+    if (watch_.onStream)
+        watch_.onStream(stream, ReadStreamFacts(block_, stream));
+}
+
+void ParameterStore::TellAddress(uint32_t field, const ParameterBytes& value)
+{
+    uint32_t ulAddress = 0;
+    memcpy(&ulAddress, value.data(), sizeof ulAddress);
+    if (watch_.onAddress)
+        watch_.onAddress(field, ulAddress);
 }
 
 int32_t ParameterStore::Apply(uint32_t field, std::span<const uint8_t> value)
@@ -133,7 +165,10 @@ int32_t ParameterStore::ApplyField(const FieldPlace& place, std::span<const uint
     if (place.usBlock != kNoBlockPlace)
         memcpy(block_ + place.usBlock, value.data(), value.size());
     LogInfo("parameter %u (%s): %zu bytes stored\n", place.ulField, place.name, value.size());
-    Keep(std::to_string(place.ulField), ParameterBytes(value.begin(), value.end()));
+    const ParameterBytes bytes(value.begin(), value.end());
+    Keep(std::to_string(place.ulField), bytes);
+    if (place.ulField >= kFieldAddress && place.ulField <= kFieldGateway)
+        TellAddress(place.ulField, bytes);
     return 0;
 }
 
@@ -155,6 +190,8 @@ int32_t ParameterStore::ApplyNumber(const FieldPlace& place, std::span<const uin
         StoreNumber(block_ + place.usBlock, place.ucBlockBytes, number);
     LogInfo("parameter %u (%s) = %u\n", place.ulField, place.name, number);
     Keep(std::to_string(place.ulField), number);
+    if (const auto stream = StreamOfField(place.ulField))
+        TellStream(*stream);
     return 0;
 }
 
@@ -225,6 +262,8 @@ int32_t ParameterStore::ApplyEvent(const FieldPlace& place)
         changes_.clear();
         if (!stateFile_.empty())
             SaveParameterState(stateFile_, changes_);
+        for (size_t stream = 0; stream < kVideoStreams; ++stream)
+            TellStream(stream);
     }
     return 0;
 }

@@ -2,12 +2,13 @@
 // was changed in a state file when there is one.
 //
 // Other processes read the block without a lock, so each field is written with one store of its width.
-// Thread-safe: the parameter queue's thread applies changes while players report what they play.
+// Thread-safe: the parameter queue's thread applies changes while players report what their files give.
 #pragma once
 
 #include <array>
 #include <cstddef>
 #include <cstdint>
+#include <functional>
 #include <mutex>
 #include <optional>
 #include <span>
@@ -17,6 +18,14 @@
 #include "hosts/parameter_fields_table.h"
 #include "hosts/parameter_state.h"
 #include "hosts/stream_facts.h"
+
+// Called with the store's lock held, so in the order of the changes; must not call the store.
+struct ParameterWatch {
+    // What a stream is set to, after each change.
+    std::function<void(size_t stream, const StreamFacts& settings)> onStream;
+    // Address, mask or gateway of eth0 (kFieldAddress to kFieldGateway), in network order.
+    std::function<void(uint32_t field, uint32_t ulAddress)> onAddress;
+};
 
 class ParameterStore {
   public:
@@ -28,8 +37,12 @@ class ParameterStore {
     // changed, when the value does not suit the field.
     int32_t Apply(uint32_t field, std::span<const uint8_t> value);
 
-    // What a stream plays overrides what its settings say. Not kept in the state file.
+    // What the file of a stream gives: the defaults of the stream's settings, which hold where nothing
+    // else was set. Not kept in the state file.
     void SetStream(size_t stream, const StreamFacts& facts);
+
+    // Watches all further changes; the addresses that were kept from an earlier life come at once.
+    void Watch(ParameterWatch watch);
 
   private:
     int32_t Refuse(const FieldPlace& place, const char* problem, size_t width);
@@ -39,6 +52,8 @@ class ParameterStore {
     int32_t ApplyAccount(const FieldPlace& place, std::span<const uint8_t> value);
     int32_t ApplyEvent(const FieldPlace& place);
     int32_t ApplyField(const FieldPlace& place, std::span<const uint8_t> value);
+    void TellStream(size_t stream);
+    void TellAddress(uint32_t field, const ParameterBytes& value);
     void Keep(const std::string& name, ParameterValue value);
     void WriteDefaults();
     void LoadState();
@@ -49,5 +64,6 @@ class ParameterStore {
     std::mutex mutex_; // guards the block's writing and all below
     ParameterChanges changes_;
     std::array<std::optional<StreamFacts>, kVideoStreams> played_;
+    ParameterWatch watch_;
     bool loading_ = false;
 };

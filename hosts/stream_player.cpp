@@ -8,12 +8,14 @@
 #include <utility>
 
 #include "common/log.h"
+#include "hosts/test_picture.h"
 
 namespace {
 
 constexpr std::chrono::seconds kReopenEvery{1};
 constexpr std::chrono::seconds kTooLate{1};
 constexpr std::chrono::milliseconds kResumeLead{10}; // from the announcement to the first record
+constexpr std::chrono::milliseconds kSettle{250};
 constexpr int64_t kSoonUs = 10'000'000;
 
 uint32_t UptimeMs()
@@ -33,15 +35,16 @@ StreamPlayer::StreamPlayer(const char* name, std::string path, size_t frameLimit
 
 void StreamPlayer::OpenFile()
 {
-    video_ = OpenVideo(path_, frameLimit_, bitRate_);
-    audio_ = std::make_unique<AudioSource>(path_, video_->OriginUs());
+    file_ = OpenVideo(path_, frameLimit_, bitRate_);
+    fileFacts_ = file_->facts();
+    audio_ = std::make_unique<AudioSource>(path_, file_->OriginUs());
 }
 
 void StreamPlayer::Start(RingWriter* ring, FactsFunction report)
 {
     ring_ = ring;
     report_ = std::move(report);
-    report_(video_->facts());
+    report_(fileFacts_);
     soundThread_ = std::thread([this] { RunSound(); });
     thread_ = std::thread([this] { Run(); });
     started_.wait();
@@ -81,19 +84,20 @@ void StreamPlayer::Run()
     while (!stopping_) {
         lock.unlock();
         try {
-            if (!video_)
+            if (!file_)
                 Reopen();
             WaitWhilePaused();
             PlayUntilInterrupted();
         } catch (const std::exception& error) {
             LogError("%s: the stream is interrupted: %s\n", name_, error.what());
-            video_.reset();
+            picture_.reset();
+            file_.reset();
             Silence();
         }
         if (!std::exchange(hasStarted_, true))
             started_.count_down();
         lock.lock();
-        if (!video_)
+        if (!file_)
             changed_.wait_for(lock, kReopenEvery, [this] { return stopping_; });
     }
     lock.unlock();
@@ -112,7 +116,7 @@ void StreamPlayer::Silence()
 void StreamPlayer::Reopen()
 {
     OpenFile();
-    report_(video_->facts());
+    report_(fileFacts_);
     lateUs_.reset();
 }
 
@@ -128,7 +132,7 @@ void StreamPlayer::WaitWhilePaused()
     }
     ring_->Resume();
     // From here on as from the start: a key frame first, and its sound after it.
-    const int64_t playUs = video_->Peek().playUs;
+    const int64_t playUs = Playing().Peek().playUs;
     keyFrameNext_ = true;
     audioUs_ = playUs;
     start_ = Clock::now() + kResumeLead - std::chrono::microseconds(playUs);
@@ -136,7 +140,14 @@ void StreamPlayer::WaitWhilePaused()
 
 void StreamPlayer::PlayUntilInterrupted()
 {
-    while (WaitUntil(video_->Peek().playUs) == Wake::kDue) {
+    for (;;) {
+        const Wake wake = WaitUntil(Playing().Peek().playUs);
+        if (wake == Wake::kInterrupted)
+            return;
+        if (wake == Wake::kConfigured) {
+            ReadSettings();
+            continue;
+        }
         PutVideo();
         if (!std::exchange(hasStarted_, true))
             started_.count_down();
@@ -146,16 +157,72 @@ void StreamPlayer::PlayUntilInterrupted()
 StreamPlayer::Wake StreamPlayer::WaitUntil(int64_t playUs)
 {
     std::unique_lock lock(mutex_);
-    const auto interrupted = [this] { return stopping_ || paused_; };
-    const bool woken = changed_.wait_until(lock, start_ + std::chrono::microseconds(playUs), interrupted);
+    const auto due = start_ + std::chrono::microseconds(playUs);
+    for (;;) {
+        const auto now = Clock::now();
+        if (stopping_ || paused_)
+            return Wake::kInterrupted;
+        if (settings_ && now >= settledAt_)
+            return Wake::kConfigured;
+        if (now >= due)
+            break;
+        changed_.wait_until(lock, settings_ ? std::min(due, settledAt_) : due);
+    }
     keyFrameNext_ = keyFrameNext_ || std::exchange(keyFrameWanted_, false);
-    return woken ? Wake::kInterrupted : Wake::kDue;
+    return Wake::kDue;
+}
+
+void StreamPlayer::Configure(const StreamFacts& settings)
+{
+    {
+        const std::lock_guard lock(mutex_);
+        settings_ = settings;
+        // Before the first frame there is nothing that could change too often.
+        settledAt_ = Clock::now() + (sounding_ ? kSettle : kSettle.zero());
+    }
+    changed_.notify_all();
+}
+
+void StreamPlayer::ReadSettings()
+{
+    StreamFacts settings;
+    {
+        const std::lock_guard lock(mutex_);
+        settings = *std::exchange(settings_, std::nullopt);
+    }
+    // A file that is encoded at a lower rate than it has is still the file.
+    const bool isFile = AreOfFile(settings, fileFacts_) || AreOfFile(settings, file_->facts());
+    if (isFile ? !picture_ : picture_ && settings == pictureSettings_)
+        return;
+    try {
+        std::unique_ptr<VideoSource> picture;
+        if (!isFile)
+            picture = OpenTestPicture(settings, frameLimit_, audio_->LengthUs());
+        pictureSettings_ = settings;
+        GoOver(std::move(picture));
+        LogFacts(name_, isFile ? "the file again" : "a test picture", Playing().facts());
+    } catch (const std::exception& error) {
+        LogWarn("%s: the settings are not followed: %s\n", name_, error.what());
+    }
+}
+
+// The next frame comes at once, while the sound keeps its pace.
+void StreamPlayer::GoOver(std::unique_ptr<VideoSource> picture)
+{
+    picture_ = std::move(picture);
+    keyFrameNext_ = true;
+    lateUs_.reset();
+    const std::lock_guard lock(mutex_);
+    lastFrame_ = Playing().Peek();
+    const auto start = Clock::now() - std::chrono::microseconds(lastFrame_.playUs);
+    audioUs_ += std::chrono::duration_cast<std::chrono::microseconds>(start_ - start).count();
+    start_ = start;
 }
 
 void StreamPlayer::PutVideo()
 {
     FrameTime time{};
-    const AccessUnit frame = video_->Take(keyFrameNext_, &time);
+    const AccessUnit frame = Playing().Take(keyFrameNext_, &time);
     if (frame.problem != nullptr) {
         LogWarn("%s: a frame is left out: %s\n", name_, frame.problem);
     } else {
@@ -206,10 +273,10 @@ void StreamPlayer::KeepUp(int64_t playUs)
     // Once may be an accident; soon again is not.
     const bool again = lateUs_ && playUs - *lateUs_ < kSoonUs;
     lateUs_ = playUs;
-    const bool lowered = again && video_->LowerRate();
-    const int32_t rate = video_->facts().iFrameRate;
+    const bool lowered = again && Playing().LowerRate();
     LogWarn("%s: the machine did not keep up, %s %d frames a second\n", name_,
-            lowered ? "going on with" : "staying at", rate);
-    if (lowered)
-        report_(video_->facts());
+            lowered ? "going on with" : "staying at", Playing().facts().iFrameRate);
+    // What was set for the test picture stays as it was set.
+    if (lowered && !picture_)
+        report_(file_->facts());
 }

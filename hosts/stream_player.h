@@ -1,5 +1,6 @@
-// Plays one file into one ring in real time: a thread takes each video frame when it is due, another one
-// each sound record. The sound does not wait for a frame that takes long to encode, so the ring is never
+// Plays one file into one ring in real time, or a test picture beside the file's sound as long as the
+// stream is set to something else than the file has: a thread takes each video frame when it is due, another
+// one each sound record. The sound does not wait for a frame that takes long to encode, so the ring is never
 // silent for as long as readers need to give up their place in it.
 //
 // Due times are counted from the start of play, so nothing drifts. When play falls a second behind, the
@@ -34,12 +35,16 @@ class StreamPlayer {
     StreamPlayer(const StreamPlayer&) = delete;
     StreamPlayer& operator=(const StreamPlayer&) = delete;
 
-    // Plays into the ring; reports what is played now and whenever it changes. Returns when the first
-    // record stands in the ring.
+    // Plays into the ring; reports what the file gives now and whenever that changes, with no lock held.
+    // Returns when the first record stands in the ring.
     void Start(RingWriter* ring, FactsFunction report);
     // Ends with a pause record in the ring.
     void Stop();
 
+    // What the stream is set to. It is played, from a key frame on, once nothing has changed for a quarter
+    // of a second, so that settings that come one by one are taken together. What cannot be encoded is
+    // logged, and all goes on as before. Any thread; also from inside a report.
+    void Configure(const StreamFacts& settings);
     // The next frame is to be a key frame. Any thread.
     void ForceKeyFrame();
     // Any thread. A stream that goes on does so with a key frame.
@@ -47,13 +52,16 @@ class StreamPlayer {
 
   private:
     using Clock = std::chrono::steady_clock;
-    enum class Wake { kDue, kInterrupted };
+    enum class Wake { kDue, kConfigured, kInterrupted };
 
     void Run();
     void PlayUntilInterrupted();
     void WaitWhilePaused();
     void Reopen();
     void OpenFile();
+    VideoSource& Playing() { return picture_ ? *picture_ : *file_; }
+    void ReadSettings();
+    void GoOver(std::unique_ptr<VideoSource> picture);
     Wake WaitUntil(int64_t playUs);
     void PutVideo();
     void RunSound();
@@ -70,7 +78,10 @@ class StreamPlayer {
     std::latch started_{1};
 
     // Only the video thread.
-    std::unique_ptr<VideoSource> video_;
+    std::unique_ptr<VideoSource> file_;
+    StreamFacts fileFacts_;                // when it was opened
+    std::unique_ptr<VideoSource> picture_; // while it is played instead
+    StreamFacts pictureSettings_;
     bool hasStarted_ = false;
     bool keyFrameNext_ = true;
     std::optional<int64_t> lateUs_; // play time at which it was last too late
@@ -85,6 +96,8 @@ class StreamPlayer {
     bool stopping_ = false;
     bool paused_ = false;
     bool keyFrameWanted_ = false;
+    std::optional<StreamFacts> settings_; // not looked at yet
+    Clock::time_point settledAt_{};       // when they are looked at
     std::thread thread_;
     std::thread soundThread_;
 };

@@ -1,12 +1,16 @@
 #include "hosts/video_encoder.h"
 
+#include <algorithm>
+
 extern "C" {
 #include <libavutil/opt.h>
 }
 
 namespace {
 
-LibavOwner<AVCodecContext> OpenEncoder(const StreamFacts& facts)
+constexpr char kVariableRateQuality[] = "30";
+
+LibavOwner<AVCodecContext> OpenEncoder(const StreamFacts& facts, size_t frameLimit)
 {
     const bool h264 = facts.codec == kCodecH264;
     const char* const name = h264 ? "libx264" : "libx265";
@@ -21,34 +25,33 @@ LibavOwner<AVCodecContext> OpenEncoder(const StreamFacts& facts)
     encoder->framerate = {facts.iFrameRate, 1};
     encoder->gop_size = facts.iIFrameInterval;
     encoder->max_b_frames = 0;
-    encoder->bit_rate = facts.iBitRate;
-    // One second of buffer keeps even a key frame within a quarter of the ring.
+    // At a variable rate the picture keeps its quality, below the bit rate wherever that is enough.
+    const bool variable = facts.ucBitRateControl == kVariableBitRate;
+    encoder->bit_rate = variable ? 0 : facts.iBitRate;
+    // One second of buffer keeps even a key frame within a quarter of the ring, less of it within the limit.
     encoder->rc_max_rate = facts.iBitRate;
-    encoder->rc_buffer_size = facts.iBitRate;
+    encoder->rc_buffer_size =
+        static_cast<int>(std::min<size_t>(static_cast<size_t>(facts.iBitRate), 6 * frameLimit));
     av_opt_set(encoder->priv_data, "preset", "ultrafast", 0);
     av_opt_set(encoder->priv_data, "tune", "zerolatency", 0);
     av_opt_set(encoder->priv_data, "forced-idr", "1", 0);
-    if (!h264) // libx265 writes to standard error by itself
-        av_opt_set(encoder->priv_data, "x265-params", "log-level=error", 0);
+    if (variable)
+        av_opt_set(encoder->priv_data, "crf", kVariableRateQuality, 0);
+    // By itself libx265 writes to standard error, makes key frames that are no IDR, and hands each frame
+    // from thread to thread, which costs more time than it saves on a busy machine.
+    if (!h264)
+        av_opt_set(encoder->priv_data, "x265-params",
+                   "log-level=error:open-gop=0:pools=none:wpp=0:frame-threads=1", 0);
     CheckLibav(avcodec_open2(encoder.get(), codec, nullptr), name);
     return encoder;
-}
-
-LibavOwner<AVFrame> MakePicture(const AVCodecContext& encoder)
-{
-    auto picture = OwnLibav(av_frame_alloc());
-    picture->format = encoder.pix_fmt;
-    picture->width = encoder.width;
-    picture->height = encoder.height;
-    CheckLibav(av_frame_get_buffer(picture.get(), 0), "picture");
-    return picture;
 }
 
 } // namespace
 
 VideoEncoder::VideoEncoder(const StreamFacts& facts, size_t frameLimit)
-    : codec_(facts.codec), frameLimit_(frameLimit), encoder_(OpenEncoder(facts)),
-      scaled_(MakePicture(*encoder_)), packet_(OwnLibav(av_packet_alloc()))
+    : codec_(facts.codec), frameLimit_(frameLimit), encoder_(OpenEncoder(facts, frameLimit)),
+      scaled_(MakePicture(AV_PIX_FMT_YUV420P, encoder_->width, encoder_->height)),
+      packet_(OwnLibav(av_packet_alloc()))
 {
 }
 

@@ -174,14 +174,15 @@ class Encoded : public VideoSource {
     std::unique_ptr<VideoEncoder> encoder_;
 };
 
-void LogFacts(const std::string& path, const char* how, const StreamFacts& facts)
-{
-    LogInfo("%s: %s, %s %ux%u, %d frames a second, %d kbit/s, a key frame every %d frames\n", path.c_str(),
-            how, facts.codec == kCodecH265 ? "H.265" : "H.264", facts.usWidth, facts.usHeight,
-            facts.iFrameRate, facts.iBitRate / 1000, facts.iIFrameInterval);
-}
-
 } // namespace
+
+void LogFacts(const char* name, const char* how, const StreamFacts& facts)
+{
+    LogInfo("%s: %s, %s %ux%u, %d frames a second, %s%d kbit/s, a key frame every %d frames\n", name, how,
+            facts.codec == kCodecH265 ? "H.265" : "H.264", facts.usWidth, facts.usHeight, facts.iFrameRate,
+            facts.ucBitRateControl == kVariableBitRate ? "at most " : "", facts.iBitRate / 1000,
+            facts.iIFrameInterval);
+}
 
 std::unique_ptr<VideoSource> OpenVideo(const std::string& path, size_t frameLimit, int32_t bitRate)
 {
@@ -193,6 +194,6 @@ std::unique_ptr<VideoSource> OpenVideo(const std::string& path, size_t frameLimi
         source = std::make_unique<Encoded>(path, frameLimit, bitRate);
     if (!probe.problem.empty())
         LogInfo("%s: encoded anew, because %s\n", path.c_str(), probe.problem.c_str());
-    LogFacts(path, probe.problem.empty() ? "passed through" : "encoded", source->facts());
+    LogFacts(path.c_str(), probe.problem.empty() ? "passed through" : "encoded", source->facts());
     return source;
 }

@@ -1,4 +1,5 @@
-// The endless video of one stream: a file played over and over, either as it is or encoded anew.
+// The endless video of one stream: a file played over and over, either as it is or encoded anew, or a
+// test picture.
 //
 // Two times belong to a frame: the play time runs on for ever and says when the frame is due; the media
 // time is the place in the file, by which the sound is found. A jump to a key frame moves the media time
@@ -35,3 +36,6 @@ class VideoSource {
 // Opens a file as the video of a stream whose frames may have `frameLimit` bytes and whose encoder, if
 // one is needed, makes `bitRate`. Logs how it is played, and why when it must be encoded.
 std::unique_ptr<VideoSource> OpenVideo(const std::string& path, size_t frameLimit, int32_t bitRate);
+
+// One line that tells what is played under the name, and how.
+void LogFacts(const char* name, const char* how, const StreamFacts& facts);

@@ -38,6 +38,9 @@ inline constexpr size_t kReadBytes = 10240;  // one TCP read, one message
 inline constexpr size_t kReplyBytes = 10240; // header and body of any reply
 inline constexpr size_t kMaxBodyBytes = kReadBytes - kHeaderBytes;
 
+inline constexpr uint16_t kSearchPort = 34569; // UDP, at both ends of a device search
+inline constexpr size_t kDatagramBytes = 1024; // header and body of any message there
+
 // Every message id of the protocol, requests first. A reply's id is its request's plus one, but for
 // the two that the protocol answers under another request's reply id.
 enum MessageId : uint16_t {

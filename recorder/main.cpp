@@ -24,6 +24,16 @@ constexpr struct {
     {"snapshot", "Save one picture as PNG", AddSnapshot},
     {"raw", "Send any request and show the answer", AddRaw},
     {"info", "Log in and show what the camera says about itself", AddInfo},
+    {"ptz", "Move the camera or its lens", AddPtz},
+    {"preset", "Store, visit or forget a position", AddPreset},
+    {"tour", "Start, stop or edit a tour of presets", AddTour},
+    {"alarms", "Subscribe to alarms and print them", AddAlarms},
+    {"keyframe", "Ask for a key frame on both streams", AddKeyFrame},
+    {"time", "Show the camera's clock, or set it", AddTime},
+    {"reboot", "Let the camera start again", AddReboot},
+    {"factory-default", "Restore the factory settings", AddFactoryDefault},
+    {"users", "List the camera's accounts", AddUsers},
+    {"console", "Print the camera's debug console", AddConsole},
 };
 
 constexpr char kFooter[] =

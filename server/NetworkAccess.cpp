@@ -10,6 +10,7 @@
 #include "common/thread.h"
 #include "common/unique_fd.h"
 #include "protocol/send_mutex.h"
+#include "server/device_search.h"
 #include "server/idle_detector.h"
 #include "server/listener.h"
 #include "server/network_state.h"
@@ -20,15 +21,18 @@ namespace {
 constexpr char kFileName[] = "NetworkAccess.c";
 constexpr int kListenBacklog = 256;
 
-// Used by the thread that starts and stops the network alone. The listener reads its task, which is
-// not written again before it was waited for.
+// Used by the thread that starts and stops the network alone. Listener and search read their tasks,
+// which are not written again before they were waited for.
 struct Network {
     bool isStarted;
     bool hasListener;
     bool hasReceiver;
+    bool hasSearch;
     pthread_t listener;
     pthread_t receiver;
+    pthread_t search;
     ListenerTask listenerTask;
+    SearchTask searchTask;
 };
 Network g_network;
 
@@ -89,6 +93,17 @@ void StartListener(uint32_t run, uint16_t port)
         (void)tcpSocket.release(); // the listener closes it
 }
 
+void StartSearch(uint32_t run)
+{
+    UniqueFd searchSocket = CreateBroadcastSocket();
+    if (!searchSocket.isValid())
+        return;
+    g_network.searchTask = {.run = run, .fd = searchSocket.get()};
+    g_network.hasSearch = Start("DevSearchThread", DevSearchThread, &g_network.searchTask, &g_network.search);
+    if (g_network.hasSearch)
+        (void)searchSocket.release(); // the search thread closes it
+}
+
 void WaitFor(bool* isStarted, pthread_t handle)
 {
     if (*isStarted)
@@ -111,7 +126,7 @@ int StartNetwork(uint16_t port)
     g_network.hasReceiver =
         Start("SendRecvSocketThread", SendRecvSocketThread, runArgument, &g_network.receiver);
     (void)Start("VLMFdDetecter", VLMFdDetecter, runArgument, /* handle= */ nullptr); // logged if it failed
-    // The search socket and its thread are the last to start here and the first to be waited for below.
+    StartSearch(run);
     return 0;
 }
 
@@ -120,6 +135,7 @@ int StopNetwork()
     if (!g_network.isStarted)
         return 0;
     EndNetworkRun();
+    WaitFor(&g_network.hasSearch, g_network.search);
     WaitFor(&g_network.hasListener, g_network.listener);
     WaitFor(&g_network.hasReceiver, g_network.receiver);
     RemoveAllConnections(); // one may have been accepted after the receive thread removed them

@@ -10,7 +10,11 @@
 #include "config/set_config.h"
 #include "config/system_information.h"
 #include "media/monitor_requests.h"
+#include "server/requests/account_requests.h"
 #include "server/requests/login_requests.h"
+#include "server/requests/ptz_requests.h"
+#include "server/requests/search_requests.h"
+#include "server/requests/system_requests.h"
 
 namespace {
 
@@ -19,12 +23,31 @@ struct RequestRow {
     RequestHandler* handler;
 };
 
+// In the order in which the protocol lists its requests.
+// clang-format off
 constexpr RequestRow kRequests[] = {
-    {kLoginReq, ProcessLoginReq},         {kKeepaliveReq, ProcessKeepaliveReq},
-    {kSysinfoReq, ProcessSysinfoReq},     {kSetConfigReq, ProcessSetConfigReq},
-    {kGetConfigReq, ProcessGetConfigReq}, {kGetAbilityReq, ProcessGetAbilityReq},
-    {kMonitorReq, ProcessMonitorReq},     {kMonitorClaim, ProcessMonitorClaim},
+    {kLoginReq, ProcessLoginReq},
+    {kKeepaliveReq, ProcessKeepaliveReq},
+    {kSysinfoReq, ProcessSysinfoReq},
+    {kMonitorReq, ProcessMonitorReq},
+    {kMonitorClaim, ProcessMonitorClaim},
+    {kDevSearchReq, ProcessDevSearchReq},
+    {kGetConfigReq, ProcessGetConfigReq},
+    {kSetConfigReq, ProcessSetConfigReq},
+    {kTimeSettingReq, ProcessTimeSettingReq},
+    {kTimeQueryReq, ProcessTimeQueryReq},
+    {kLogQueryReq, ProcessOPLogQueryReq},
+    {kSysManagerReq, ProcessSysManagerReq},
+    {kGetAbilityReq, ProcessGetAbilityReq},
+    {kGetChanTitleReq, ProcessGetChanTitleReq},
+    {kUserManageReq, ProcessUserManageReq},
+    {kUserGroupReq, ProcessUserGroupReq},
+    {kUserUsersReq, ProcessUserUsersReq},
+    {kUserSettingReq, ProcessUserSettingReq},
+    {kDevIpSettingReq, ProcessDevIpSettingReq},
+    {kPtzControlReq, ProcessOPPTZControlReq},
 };
+// clang-format on
 
 consteval bool IdsAreUnique()
 {

@@ -39,7 +39,17 @@ inline CLI::Validator SecondsBetween(double least, double most)
 using CommandRun = std::function<int()>;
 using AddCommand = CommandRun(CLI::App& app, const CommonOptions& common);
 
+AddCommand AddAlarms;
+AddCommand AddConsole;
+AddCommand AddFactoryDefault;
 AddCommand AddInfo;
+AddCommand AddKeyFrame;
 AddCommand AddLive;
+AddCommand AddPreset;
+AddCommand AddPtz;
 AddCommand AddRaw;
+AddCommand AddReboot;
 AddCommand AddSnapshot;
+AddCommand AddTime;
+AddCommand AddTour;
+AddCommand AddUsers;

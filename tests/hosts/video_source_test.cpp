@@ -5,6 +5,7 @@
 #include <map>
 #include <set>
 
+#include "hosts/test_picture.h"
 #include "tests/hosts/clip.h"
 
 namespace {
@@ -57,6 +58,64 @@ TEST(VideoSource, EncodesWhatDoesNotFitAndMakesKeyFramesOnDemand)
         ASSERT_EQ(unit.bytes[4] & 0x1F, unit.keyFrame ? 7 : 1);
     }
     EXPECT_GT(framesThatFit, 50);
+}
+
+TEST(TestPicture, FollowsBitRateRateControlAndInterval)
+{
+    const struct {
+        MediaCodec codec;
+        int32_t bitRate;
+        uint8_t control;
+        int32_t interval;
+    } kRows[] = {{kCodecH264, 300000, kConstantBitRate, 10},
+                 {kCodecH264, 900000, kConstantBitRate, 25},
+                 {kCodecH265, 300000, kConstantBitRate, 10},
+                 {kCodecH265, 3000000, kVariableBitRate, 30}};
+    constexpr int kFrames = 60; // of three seconds
+    for (const auto& row : kRows) {
+        SCOPED_TRACE(testing::Message() << int{row.codec} << ' ' << row.bitRate);
+        const StreamFacts settings = {row.codec, 352, 288, 20, row.bitRate, row.interval, row.control};
+        const auto source = OpenTestPicture(settings, kLimit, 1'000'000);
+        EXPECT_EQ(source->facts(), settings);
+        double bits = 0;
+        for (int i = 0; i < kFrames; ++i) {
+            FrameTime time{};
+            const AccessUnit unit = source->Take(false, &time);
+            ASSERT_EQ(unit.problem, nullptr);
+            ASSERT_EQ(time.playUs, i * 50000);
+            ASSERT_EQ(time.mediaUs, time.playUs % 1'000'000);
+            ASSERT_EQ(unit.keyFrame, i % row.interval == 0) << "frame " << i;
+            bits += 8.0 * static_cast<double>(unit.bytes.size());
+        }
+        const double share = bits / 3 / row.bitRate;
+        EXPECT_LT(share, 1.4);
+        EXPECT_TRUE(row.control == kVariableBitRate || share > 0.6) << share;
+    }
+}
+
+TEST(TestPicture, LowersItsRateToALimitAndTakesAnySettings)
+{
+    const auto source = OpenTestPicture({kCodecH264, 64, 64, 20, 100000, 40, 0}, kLimit, 0);
+    FrameTime time{};
+    source->Take(false, &time);
+    std::vector<int32_t> rates;
+    while (source->LowerRate()) {
+        rates.push_back(source->facts().iFrameRate);
+        const int64_t dueUs = source->Peek().playUs;
+        EXPECT_TRUE(source->Take(false, &time).keyFrame);
+        EXPECT_EQ(source->Peek().playUs, dueUs + 1'000'000 / rates.back());
+    }
+    EXPECT_EQ(rates, (std::vector<int32_t>{15, 11, 8, 6, 5}));
+    for (const int32_t number : {INT32_MIN, 0, INT32_MAX})
+        EXPECT_TRUE(OpenTestPicture({kCodecH264, 64, 64, number, number, number, 9}, kLimit, 0)
+                        ->Take(false, &time)
+                        .keyFrame);
+    const StreamFacts unusable[] = {{MediaCodec{4}, 64, 64, 25, 100000, 25, 0},
+                                    {kCodecH264, 0, 64, 25, 100000, 25, 0},
+                                    {kCodecH265, 65535, 65535, 25, 100000, 25, 0},
+                                    {kCodecH264, 65, 64, 25, 100000, 25, 0}};
+    for (const StreamFacts& settings : unusable)
+        EXPECT_THROW(OpenTestPicture(settings, kLimit, 0), std::runtime_error);
 }
 
 } // namespace

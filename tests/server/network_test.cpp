@@ -61,15 +61,15 @@ class Network : public testing::Test {
         ++starts_;
         EXPECT_EQ(StartNetwork(port), 0);
     }
-    [[nodiscard]] int EndedDetectors() const
+    [[nodiscard]] int Count(const std::string& line) const
     {
         const std::string lines = log.Lines();
         int count = 0;
-        for (size_t at = 0; (at = lines.find("VLMFdDetecter N: Thread end!\n", at)) != std::string::npos;
-             ++at)
+        for (size_t at = 0; (at = lines.find(line, at)) != std::string::npos; ++at)
             ++count;
         return count;
     }
+    [[nodiscard]] int EndedDetectors() const { return Count("VLMFdDetecter N: Thread end!\n"); }
     CapturedOutput log;
 
   private:
@@ -125,6 +125,42 @@ TEST_F(Network, GoesOnWithoutAListener)
     }
     EXPECT_TRUE(log.Has("[Error]: NetworkAccess.c CreateTcpSocket N: Bind error. errno = 98\n"));
     EXPECT_FALSE(log.Has("ListenSocketThread"));
+}
+
+// Answers with as many bytes as the header announces for the body.
+int AnswerAtLength(int, const uint8_t* request, int requestLen, uint8_t*, int* replyLen)
+{
+    LogTrace("got %d, then %d\n", requestLen, request[requestLen]);
+    *replyLen = static_cast<int>(ReadHeader(request, kHeaderBytes).ulBodyLength);
+    return 0;
+}
+
+TEST_F(Network, SearchGoesOnWhateverComesAndStartsAgain)
+{
+    sockaddr_in address{};
+    address.sin_family = AF_INET;
+    address.sin_port = htons(kSearchPort);
+    const UniqueFd fd(socket(AF_INET, SOCK_DGRAM, 0));
+    SetMessageCallback(AnswerAtLength);
+    for (const int round : {1, 2}) {
+        Start(0);
+        for (const auto& [bytes, answered] :
+             {std::pair{0U, 0U}, {5U, 0U}, {1024U, 1024U}, {65000U, 1025U}, {20U, 1U}}) {
+            uint8_t datagram[65000]{};
+            StoreLe(datagram + offsetof(MessageHeader, ulBodyLength), answered);
+            sendto(fd.get(), datagram, bytes, 0, reinterpret_cast<sockaddr*>(&address), sizeof address);
+        }
+        // A broadcast finds no route here.
+        EXPECT_TRUE(WaitUntil([&] { return Count("DevSearchThread N:sendto faild\n") == 2 * round; }));
+        EXPECT_EQ(Count("got 1024, then 0\n"), 2 * round); // one of them was longer
+        EXPECT_EQ(Count(" of 1025 bytes exceeds a datagram's 1024, not sent\n"), round);
+        StopNetwork();
+        EXPECT_EQ(Count("DevSearchThread N: Thread end!\n"), round);
+    }
+    const UniqueFd occupant(socket(AF_INET, SOCK_DGRAM, 0));
+    ASSERT_EQ(bind(occupant.get(), reinterpret_cast<sockaddr*>(&address), sizeof address), 0);
+    Start(0);
+    EXPECT_EQ(Count("[Error]: NetworkAccess.c CreateBroadcastSocket N: Bind error. errno = 98\n"), 1);
 }
 
 TEST(Listener, PausesWhenNothingIsPendingAndClosesWhatSelectCannotWatch)

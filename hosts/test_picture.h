@@ -1,0 +1,14 @@
+// A test picture as the video of a stream, encoded with the settings of the stream: for whoever sets
+// other ones than the file has that the stream plays.
+#pragma once
+
+#include <cstdint>
+#include <memory>
+
+#include "hosts/stream_facts.h"
+#include "hosts/video_source.h"
+
+// Media times go round in `soundUs`, so that the sound of the file goes on. Frame rate, bit rate and
+// I-frame interval are brought into the range that can be encoded; facts() tells what became of them.
+// Throws std::runtime_error for a codec or a size that cannot be encoded here.
+std::unique_ptr<VideoSource> OpenTestPicture(const StreamFacts& settings, size_t frameLimit, int64_t soundUs);
