@@ -4,17 +4,18 @@
 #
 #   tests/sandbox.sh [--no-link] [--resolv TEXT] [--sdcard] [--] COMMAND...
 #
-# Inside are: an interface eth0 (192.0.2.10/24, default route, link up unless --no-link), System V keys
-# and ports that collide with nobody's, empty /var/cfg and /param, and a clock that cannot be set.
+# Inside are: an interface eth0 (192.0.2.10/24, 02:00:5E:A1:B2:C3, default route, link up unless
+# --no-link), System V keys and ports that collide with nobody's, empty /var/cfg and /param, a name server
+# that does not exist (192.0.2.53) and a clock that cannot be set.
 # `reboot`, `sync` and `killall` only write their names and arguments to $SANDBOX/calls. Recorders live
 # at the other end of eth0, in a network namespace of their own (192.0.2.1/24):
 #
 #   on-recorder-side COMMAND...        (from inside) runs the command there
 #
-# --resolv gives /etc/resolv.conf this text; --sdcard makes /dev/mmcblk0p1 and /media/SDCard exist.
+# --resolv gives /etc/resolv.conf this text instead; --sdcard makes /dev/mmcblk0p1 and /media/SDCard exist.
 set -eu
 
-camera=192.0.2.10 recorder=192.0.2.1
+camera=192.0.2.10 recorder=192.0.2.1 address=02:00:5e:a1:b2:c3
 
 if [ "${1-}" != --inside ]; then
     exec unshare --user --map-root-user --net --ipc --mount --pid --fork --kill-child \
@@ -22,7 +23,7 @@ if [ "${1-}" != --inside ]; then
 fi
 shift
 
-link=1 resolv='' sdcard=''
+link=1 resolv=$'nameserver 192.0.2.53\nnameserver 192.0.2.54\n' sdcard=''
 while [ $# -gt 0 ]; do
     case $1 in
         --no-link) link='' ;;
@@ -73,7 +74,7 @@ else
 fi
 mkdir -p $root/proc $root/mnt $root/media $root/param $root/var/cfg $root/sandbox/bin
 mount -t proc proc $root/proc
-if [ -n "$resolv" ]; then
+if [ -n "$resolv" ] && [ -e /etc/resolv.conf ]; then
     printf '%s' "$resolv" > $root/sandbox/resolv.conf
     mount --bind $root/sandbox/resolv.conf "$(readlink -f /etc/resolv.conf | sed "s|^|$root|")"
 fi
@@ -94,7 +95,7 @@ touch $root/sandbox/recorder.ns
 unshare --net=$root/sandbox/recorder.ns true
 ip link set lo up
 nsenter --net=$root/sandbox/recorder.ns ip link set lo up
-ip link add eth0 type veth peer name recorder0
+ip link add eth0 address $address type veth peer name recorder0
 exec 9< $root/sandbox/recorder.ns
 ip link set recorder0 netns /proc/self/fd/9
 exec 9<&-

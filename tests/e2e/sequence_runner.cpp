@@ -138,7 +138,8 @@ TEST_P(Sequences, AreAnsweredToTheLetter)
 }
 
 INSTANTIATE_TEST_SUITE_P(Data, Sequences,
-                         testing::Values("framing", "hostile", "login", "monitor", "operate"),
+                         testing::Values("configuration", "framing", "hostile", "login", "monitor",
+                                         "operate"),
                          [](const auto& test) { return test.param; });
 
 } // namespace

@@ -1,0 +1,315 @@
+// Everything that a recorder reads and changes by name, over the wire: the real server on the settings of a
+// real parameter host. Settings, replies and changes are data.
+
+#include <sys/shm.h>
+
+#include <filesystem>
+#include <fstream>
+#include <map>
+#include <sstream>
+
+#include "hosts/parameter_host.h"
+#include "protocol/json_fields.h"
+#include "tests/e2e/harness/camera_test.h"
+
+namespace {
+
+namespace fs = std::filesystem;
+
+constexpr char kMac[] = "02:00:5E:A1:B2:C3"; // of every sandbox
+constexpr char kSilence[] = "";
+constexpr char kDone[] = R"({"Name":"","Ret":100,"SessionID":"SESSION"})";
+constexpr char kUnknownObject[] = R"({"Name":"","Ret":607,"SessionID":"SESSION"})";
+constexpr char kUnknownAbility[] = R"({"Name":"","Ret":101,"SessionID":"SESSION"})";
+
+std::string Named(const std::string& name)
+{
+    return R"({"Name":")" + name + "\"}";
+}
+
+std::string Replace(std::string text, std::string_view what, std::string_view with)
+{
+    for (size_t at = text.find(what); at != std::string::npos; at = text.find(what, at + with.size()))
+        text.replace(at, what.size(), with);
+    return text;
+}
+
+// Data of the tests, as JSON; read for as long as the program runs.
+struct Json {
+    const cJSON* item;
+
+    Json operator[](const char* key) const { return {cJSON_GetObjectItemCaseSensitive(item, key)}; }
+    Json operator[](int index) const { return {cJSON_GetArrayItem(item, index)}; }
+    [[nodiscard]] int size() const { return cJSON_GetArraySize(item); }
+    [[nodiscard]] size_t number() const { return static_cast<size_t>(item->valuedouble); }
+    [[nodiscard]] std::string text() const { return item->valuestring; }
+    [[nodiscard]] std::string compact() const
+    {
+        char* const printed = cJSON_PrintUnformatted(item);
+        std::string result = printed;
+        cJSON_free(printed);
+        return result;
+    }
+};
+
+Json Rows(const std::string& name)
+{
+    static std::map<std::string, JsonPtr> files;
+    std::stringstream text;
+    text << std::ifstream(VELMORA_SEQUENCES "/configuration/" + name + ".json").rdbuf();
+    files[name].reset(cJSON_Parse(text.str().c_str()));
+    const Json rows = Json{files[name].get()}["rows"];
+    if (rows.size() == 0)
+        throw std::runtime_error("no rows in " + name);
+    return rows;
+}
+
+// Writes a row [what, offset, bytes, number or text].
+void Store(char* settings, Json row)
+{
+    const auto number = static_cast<uint32_t>(row[3].number());
+    const std::string text(reinterpret_cast<const char*>(&number), sizeof number); // little-endian
+    (cJSON_IsString(row[3].item) != 0 ? row[3].text() : text)
+        .copy(settings + row[1].number(), row[2].number());
+}
+
+class Configuration : public testing::Test {
+  protected:
+    Configuration()
+    {
+        StoreDistinctSettings();
+        parameters.Start();
+        server.emplace();
+        server->WaitForLog("ListenSocketThread");
+        recorder.emplace();
+        recorder->Login();
+    }
+    ~Configuration() override
+    {
+        server->ExpectHealthy();
+        server.reset(); // before the host that it waits for
+        parameters.Stop();
+        parameters.Release(true);
+    }
+
+    // Settings of which no two are alike, so that a value in a wrong place shows.
+    void StoreDistinctSettings()
+    {
+        static const Json rows = Rows("settings");
+        memset(settings(), 0, kSysConfigBytes);
+        for (int row = 0; row < rows.size(); row++)
+            Store(settings(), rows[row]);
+    }
+    [[nodiscard]] char* settings() const { return reinterpret_cast<char*>(block_.get()); }
+
+    // Expects the reply with this text for SESSION, or none.
+    void ExpectAnswer(uint16_t id, const std::string& body, std::string_view expected)
+    {
+        SCOPED_TRACE(body.substr(0, 300));
+        if (expected == kSilence)
+            return ExpectSilence(id, body);
+        char session[16];
+        snprintf(session, sizeof session, "0x%08x", recorder->session);
+        EXPECT_EQ(recorder->Ask(id, body).body, Replace(std::string(expected), "SESSION", session));
+    }
+    // The server takes one read for one message, so the next request waits until this one was read; if
+    // the answer to that comes first, there was none to this.
+    void ExpectSilence(uint16_t id, const std::string& body)
+    {
+        const std::string wasRead = " cmd = " + std::to_string(id) + " data len = ";
+        const int before = server->CountLog(wasRead);
+        recorder->Send(id, body);
+        server->WaitForLog(wasRead, before + 1);
+        recorder->Ask(kKeepaliveReq);
+    }
+    // Expects the members somewhere in the reply, one behind the other.
+    void ExpectMembers(uint16_t id, const std::string& name, Json members)
+    {
+        const std::string object = members.compact();
+        const std::string body = recorder->Ask(id, Named(name)).body;
+        EXPECT_NE(body.find(object.substr(1, object.size() - 2)), std::string::npos)
+            << body << "\nlacks " << object;
+    }
+    static std::string SetBody(const std::string& name, const std::string& object)
+    {
+        return R"({"MAC":")" + std::string(kMac) + R"(","Name":")" + name + "\",\"" + name + "\":" + object +
+               "}";
+    }
+
+    ParameterHost parameters{"", [] {}};
+    FakeMediaHost media;
+    std::optional<ServerProcess> server;
+    std::optional<ProtocolClient> recorder;
+
+  private:
+    ShmAttachment block_{shmget(kSysConfigKey, 0, 0)};
+};
+
+TEST_F(Configuration, EveryReplyIsTheOneThatIsWrittenDown)
+{
+    constexpr struct {
+        const char* directory;
+        uint16_t id;
+        int names;
+    } kRows[] = {
+        {"get", kGetConfigReq, 26}, {"ability", kGetAbilityReq, 14}, {"information", kSysinfoReq, 2}};
+    const auto read = [](const fs::path& path) {
+        std::string line;
+        std::ifstream file(path);
+        std::getline(file, line);
+        return line;
+    };
+    const fs::path replies = VELMORA_SEQUENCES "/replies";
+    for (const auto& row : kRows) {
+        int names = 0;
+        for (const fs::directory_entry& file : fs::directory_iterator(replies / row.directory)) {
+            ExpectAnswer(row.id, Named(file.path().stem()), read(file));
+            names++;
+        }
+        EXPECT_EQ(names, row.names);
+    }
+    ProtocolClient stranger; // a search comes without a session
+    EXPECT_EQ(stranger.Ask(kDevSearchReq, "is not read").body, read(replies / "search.json"));
+}
+
+TEST_F(Configuration, RepliesFollowTheSettings)
+{
+    const Json rows = Rows("variations");
+    for (int i = 0; i < rows.size(); i++) {
+        const Json row = rows[i];
+        SCOPED_TRACE(row["what"].text());
+        StoreDistinctSettings();
+        for (int setting = 0; setting < row["settings"].size(); setting++)
+            Store(settings(), row["settings"][setting]);
+        ExpectMembers(static_cast<uint16_t>(row["id"].number()), row["name"].text(), row["part"]);
+    }
+}
+
+// The digits of the main stream's masks are upper-case ones, those of the second stream lower-case.
+TEST_F(Configuration, AbilitiesFollowTheMakersListOfSizes)
+{
+    ASSERT_NE(getenv("SANDBOX"), nullptr) << "writes /var/cfg";
+    std::ofstream("/var/cfg/CustomTools.cfg")
+        << "[CustomToolCfg]\nCustomComboName=H264:1920x1200;@H264:1920x1200,H264:720x480;"
+           "H264:1600x1200,H264:352x288;H264:1600x1200,H264:352x576;@\n";
+    const std::string reply = recorder->Ask(kGetAbilityReq, Named("EncodeCapability")).body;
+    for (const char* part :
+         {R"("CompressionMask":"0x00000080","Enable":true,"HaveAudio":true,"ResolutionMask":"0x0000A000")",
+          R"("HaveAudio":true,"ResolutionMask":"0x0000000b","StreamType":"ExtraStream2")",
+          R"("ExImageSizePerChannel":["0x0000000b"],)", R"("ImageSizePerChannel":["0x0000A000"],)"})
+        EXPECT_NE(reply.find(part), std::string::npos) << reply << "\nlacks " << part;
+    EXPECT_EQ(reply.find("0x00000180"), std::string::npos);
+}
+
+// Nobody who means well sends these. Each request has one answer to a body that is no JSON, and one to
+// JSON without a name that it knows.
+TEST_F(Configuration, BodiesWithoutAKnownNameHaveTheirAnswer)
+{
+    constexpr struct {
+        uint16_t id;
+        const char* notJson;
+        const char* unknown;
+    } kIds[] = {{kSysinfoReq, kSilence, kSilence},
+                {kSetConfigReq, kSilence, kSilence},
+                {kGetConfigReq, kSilence, kUnknownObject},
+                {kGetAbilityReq, kUnknownAbility, kUnknownAbility},
+                {kDevIpSettingReq, kDone, kDone}};
+    const std::string deep(10000, '['), named = R"({"Name":)";
+    const std::string notJson[] = {"", "no JSON", R"({"Name":"General.General")", deep, "\xFF\xFE\xC0\x80"};
+    const std::string unknown[] = {"{}",
+                                   "[]",
+                                   R"("General.General")",
+                                   named + "null}",
+                                   named + "1e999}",
+                                   named + R"(["General.General"]})",
+                                   named + deep.substr(0, 900) + std::string(900, ']') + "}",
+                                   R"({"name":"","Name":"General.General"})",
+                                   Named(std::string(10180, 'N')),
+                                   Named("\xFF\xC0\x80"),
+                                   Named("%s%n"),
+                                   Named("general.general"),
+                                   Named("General.General "),
+                                   Named("Camera.Param.[1]"),
+                                   Named("Camera.Param"),
+                                   Named("Simplify"),
+                                   Named("AVEnc.Encode.[0]")};
+    const std::string before(settings(), kSysConfigBytes);
+    for (const auto& id : kIds) {
+        for (const std::string& body : notJson)
+            ExpectAnswer(id.id, body, id.notJson);
+        for (const std::string& body : unknown)
+            ExpectAnswer(id.id, body, id.unknown);
+    }
+    ExpectAnswer(kSetConfigReq, SetBody("Simplify.Encode", "{}"), kSilence);
+    ExpectAnswer(kSetConfigReq, SetBody("AVEnc.Encode", "{}"), kSilence);
+    ExpectAnswer(kSetConfigReq, Named("Simplify.Encode.[0]"), kDone);
+    ExpectAnswer(kGetConfigReq, R"({"nAmE":"NetWork.DigManagerShow"})", kUnknownObject);
+    EXPECT_TRUE(before == std::string(settings(), kSysConfigBytes));
+}
+
+TEST_F(Configuration, WhatIsSetIsReadBack)
+{
+    const Json rows = Rows("changes");
+    for (int i = 0; i < rows.size(); i++) {
+        const Json row = rows[i];
+        ExpectAnswer(kSetConfigReq, SetBody(row["set"].text(), row["object"].compact()), kDone);
+        for (int part = 0; part < row["parts"].size(); part++)
+            ExpectMembers(kGetConfigReq, row["get"].text(), row["parts"][part]);
+    }
+    EXPECT_EQ(LoadLe<uint16_t>(settings() + block::kWidth(1)), 720);
+    EXPECT_EQ(LoadLe<int32_t>(settings() + block::kBitRate(1)), 768 * 1024);
+    EXPECT_EQ(settings()[block::kEncoding(2)], 2) << "the third stream goes with the main stream";
+    EXPECT_EQ(static_cast<uint8_t>(settings()[1300]), 128) << "brightness 50";
+}
+
+TEST_F(Configuration, TheFirstEncodingAfterAStartOfLiveViewIsDropped)
+{
+    const std::string body = SetBody("Simplify.Encode.[0]", R"({"MainFormat":{"Video":{"BitRate":512}}})");
+    recorder->Ask(kMonitorReq, MonitorBody("Start", "Main"));
+    ExpectAnswer(kSetConfigReq, body, kSilence);
+    EXPECT_NE(LoadLe<int32_t>(settings() + block::kBitRate(0)), 512 * 1024);
+    ExpectAnswer(kSetConfigReq, body, kDone);
+    EXPECT_EQ(LoadLe<int32_t>(settings() + block::kBitRate(0)), 512 * 1024);
+}
+
+TEST_F(Configuration, HostileValuesChangeNothingBeyondTheirPlace)
+{
+    const std::string values[] = {"null",
+                                  "[]",
+                                  "{}",
+                                  "true",
+                                  "-1",
+                                  "-99999999999",
+                                  "0.4",
+                                  "1e300",
+                                  R"("")",
+                                  "\"%s%n\xC0\x80\"",
+                                  "\"" + std::string(400, '\xFE') + "\"",
+                                  std::string(300, '[') + std::string(300, ']')};
+    const Json rows = Rows("hostile");
+    for (int i = 0; i < rows.size(); i++) {
+        const Json row = rows[i];
+        for (const std::string& value : values) {
+            SCOPED_TRACE("% is " + value.substr(0, 20));
+            StoreDistinctSettings();
+            std::string expected(settings(), kSysConfigBytes);
+            ExpectAnswer(kSetConfigReq,
+                         SetBody(row["name"].text(), Replace(row["object"].compact(), R"("%")", value)),
+                         row["isAnswered"].item->type == cJSON_True ? kDone : kSilence);
+            const std::string changed(settings(), kSysConfigBytes);
+            const Json allowed = row[value == "null" ? "afterNulls" : "carried"];
+            for (int place = 0; place < allowed.size(); place++)
+                if (value == "null")
+                    Store(expected.data(), allowed[place]);
+                else
+                    expected.replace(allowed[place][1].number(), allowed[place][2].number(), changed,
+                                     allowed[place][1].number(), allowed[place][2].number());
+            const auto differs = std::mismatch(changed.begin(), changed.end(), expected.begin()).first;
+            EXPECT_EQ(static_cast<size_t>(differs - changed.begin()), kSysConfigBytes)
+                << row["name"].text() << ": the byte that differs";
+        }
+    }
+    EXPECT_EQ(recorder->Login(), 2U); // nothing has hurt it
+}
+
+} // namespace
