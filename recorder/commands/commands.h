@@ -10,7 +10,7 @@
 
 #include "recorder/connection.h"
 
-// Options that every command has.
+// Options that every command has, but that a command without HOST says itself how long it waits.
 struct CommonOptions {
     std::string host;
     double timeoutSeconds = 10;
@@ -39,7 +39,20 @@ inline CLI::Validator SecondsBetween(double least, double most)
 using CommandRun = std::function<int()>;
 using AddCommand = CommandRun(CLI::App& app, const CommonOptions& common);
 
+AddCommand AddDiff;
+AddCommand AddDiscover;
+AddCommand AddGet;
 AddCommand AddInfo;
 AddCommand AddLive;
 AddCommand AddRaw;
+AddCommand AddRestore;
+AddCommand AddSet;
+AddCommand AddSetAddress;
 AddCommand AddSnapshot;
+
+// The option of every command that may search the network.
+inline void AddInterfaceOption(CLI::App& app, std::string& interface)
+{
+    app.add_option("--interface", interface,
+                   "Network interface to search on, such as eth0; all that can broadcast when left out");
+}
