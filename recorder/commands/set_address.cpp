@@ -135,7 +135,8 @@ CommandRun AddSetAddress(CLI::App& app, const CommonOptions& common)
     app.add_option("--mask", options->mask, "Network mask, such as 255.255.255.0");
     app.add_option("--gateway", options->gateway, "Address of the gateway");
     app.add_option("--name", options->name, "Host name");
-    app.add_option("--http-port", options->httpPort, "HTTP port: 80, or 1025 to 65534");
+    app.add_option("--http-port", options->httpPort, "HTTP port: 80, or 1025 to 65534")
+        ->check(CLI::Range(1, 65535));
     app.add_option("--tcp-port", options->tcpPort, "Port of this protocol, which counts from the next start")
         ->check(CLI::Range(1, 65535));
     AddInterfaceOption(app, options->interface);
