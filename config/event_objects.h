@@ -7,8 +7,8 @@
 
 ObjectBuilder BuildMotionDetect; // "Detect.MotionDetect.[0]"
 ConfigApplier ApplyMotionDetect;
-extern const char kLocalAlarm[];      // "Alarm.LocalAlarm.[0]"
+ObjectBuilder BuildLocalAlarm;        // "Alarm.LocalAlarm.[0]"
 extern const char kAlarmOut[];        // "Alarm.AlarmOut"
-extern const char kRecord[];          // "Record.[0]"
-extern const char kStorageSnapshot[]; // "Storage.Snapshot.[0]"
+ObjectBuilder BuildRecord;            // "Record.[0]"
+ObjectBuilder BuildStorageSnapshot;   // "Storage.Snapshot.[0]"
 extern const char kStoragePosition[]; // "Storage.StoragePosition"

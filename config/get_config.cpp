@@ -19,11 +19,11 @@ constexpr NamedAnswer kAnswers[] = {
     {"General.Location", "General.Location", kObjectFirst, kGeneralLocation, nullptr},
     {"NetWork.NetDHCP", "NetWork.NetDHCP", kNameFirst, nullptr, BuildNetDHCP},
     {"NetWork.NetDNS", "NetWork.NetDNS", kNameFirst, nullptr, BuildNetDNS},
-    {"Alarm.LocalAlarm.[0]", "Alarm.LocalAlarm.[0]", kObjectFirst, kLocalAlarm, nullptr},
+    {"Alarm.LocalAlarm.[0]", "Alarm.LocalAlarm.[0]", kObjectFirst, nullptr, BuildLocalAlarm},
     {"Alarm.AlarmOut", "Alarm.AlarmOut", kObjectFirst, kAlarmOut, nullptr},
     {"System.ExUserMap", "System.ExUserMap", kObjectLast, kExUserMap, nullptr},
-    {"Record.[0]", "Record.[0]", kNameFirst, kRecord, nullptr},
-    {"Storage.Snapshot.[0]", "Storage.Snapshot.[0]", kNameFirst, kStorageSnapshot, nullptr},
+    {"Record.[0]", "Record.[0]", kNameFirst, nullptr, BuildRecord},
+    {"Storage.Snapshot.[0]", "Storage.Snapshot.[0]", kNameFirst, nullptr, BuildStorageSnapshot},
     {"Storage.StoragePosition", "Storage.StoragePosition", kObjectLast, kStoragePosition, nullptr},
     {"OEMcfg.Correspondent", "OEMcfg.Correspondent", kNameFirst, nullptr, BuildCorrespondent},
     {"NetWork.NetCommon", "NetWork.NetCommon", kNameFirst, nullptr, BuildNetCommon},
@@ -46,7 +46,7 @@ constexpr NamedAnswer kAnswers[] = {
 void ShowReply(const NamedAnswer& row, const ReplyText& text, int line)
 {
     const int length = static_cast<int>(text.length);
-    if (row.fixed == kLocalAlarm || row.fixed == kAlarmOut)
+    if (row.build == BuildLocalAlarm || row.fixed == kAlarmOut)
         printf("respond = \n%.*s\n", length, text.buffer.data());
     else
         LogTrace("%s %d respond = \n%.*s\n", "ProcessGetConfigReq", line, length, text.buffer.data());

@@ -10,8 +10,11 @@ inline constexpr size_t kAddressTextBytes = 32;
 // text. It travels as "0x%08X" (UpperHex), so 192.168.1.10 is 0x0A01A8C0.
 uint32_t IpTextToNumber(const char* dotted);
 
-// The inverse: reads a hexadecimal text ("0x" allowed) and writes the dotted address of that number into
-// `dotted`, of at least 16 bytes.
+// Reads a hexadecimal text ("0x" allowed): 0 when it is none, 0xFFFFFFFF when it is too large.
+uint32_t HexTextToNumber(const char* hex);
+
+// The inverse of IpTextToNumber: reads a hexadecimal text ("0x" allowed) and writes the dotted address of
+// that number into `dotted`, of at least 16 bytes.
 void HexTextToIpText(const char* hex, char* dotted, size_t size);
 
 // Whether a text may be the camera's name: four numbers that are an address of a host (first below 224
