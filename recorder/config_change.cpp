@@ -32,17 +32,36 @@ JsonPtr SetAndRead(Session& session, const ConfigName& name, const cJSON* asked,
     return ReadElement(session, name);
 }
 
+// The answer to a set that moves the camera may be lost with the connection; whether it was taken is seen
+// from the search. Nothing when it was not lost.
+std::optional<Failure> SendMove(Session& session, const ConfigName& name, const cJSON* asked,
+                                const cJSON* shown)
+{
+    try {
+        SendSet(session, name, asked, shown);
+        return std::nullopt;
+    } catch (const Failure& failure) {
+        if (failure.code() != kExitTimedOut && failure.code() != kExitClosed &&
+            failure.code() != kExitUnreachable)
+            throw;
+        return failure;
+    }
+}
+
 ConfigChange SetAndFind(Session& session, const ConfigName& name, const cJSON* asked, const cJSON* shown,
                         const std::string& interface)
 {
     SearchSocket socket(interface); // before the set: without it the camera would be lost
     const char* mac = GetJsonString(shown, "MAC");
-    SendSet(session, name, asked, shown);
+    const auto lost = SendMove(session, name, asked, shown);
     auto found = SearchFor(socket, mac != nullptr ? mac : "", asked, Clock::now() + session.timeout());
+    if (lost && (!found || !CompareWanted(asked, found->netCommon.get()).empty()))
+        throw *lost;
     if (!found)
         throw Failure(kExitTimedOut, session.command().name() +
                                          ": the camera took the set, but no search finds it any more");
-    return {CopyJson(found->netCommon.get()), std::move(found)};
+    JsonPtr now = CopyJson(found->netCommon.get());
+    return {std::move(now), std::move(found)};
 }
 
 class Restorer {

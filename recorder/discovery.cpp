@@ -20,7 +20,8 @@
 namespace {
 
 constexpr uint16_t kSearchPort = 34569;
-constexpr size_t kMaxCameras = 4096; // what else comes is no network of cameras
+constexpr size_t kMaxCameras = 4096;    // what else comes is no network of cameras
+constexpr size_t kDatagramBytes = 1024; // a camera reads no more
 constexpr milliseconds kAskAgain{1000};
 
 struct InterfaceListDelete {
@@ -232,8 +233,11 @@ std::optional<FoundCamera> SearchFor(SearchSocket& socket, const std::string& ma
 
 void SendIpSetting(SearchSocket& socket, const cJSON* settings, TimePoint deadline)
 {
+    const std::string body = PrintJson(settings, false);
+    if (body.size() > kDatagramBytes - kHeaderBytes)
+        throw Failure(kExitUsage, "the settings are longer than a camera reads");
     while (Clock::now() < deadline) {
-        const uint32_t seqNum = socket.Send(kDevIpSettingReq, PrintJson(settings, false));
+        const uint32_t seqNum = socket.Send(kDevIpSettingReq, body);
         const TimePoint nextAsk = std::min(Clock::now() + kAskAgain, deadline);
         while (const auto datagram = socket.Receive(nextAsk))
             if (BodyOf(*datagram, kDevIpSettingReply) &&

@@ -180,7 +180,11 @@ Reply Session::RequestTwiceOk(uint16_t requestId, std::string_view body, millise
     auto reply = AwaitReply(requestId, first, first, std::min(Clock::now() + patience, deadline));
     if (!reply) {
         deadline = Clock::now() + timeout_;
-        reply = AwaitReply(requestId, first, SendRequest(requestId, body, deadline), deadline);
+        const uint32_t second = SendRequest(requestId, body, deadline);
+        reply = AwaitReply(requestId, first, second, deadline);
+        // Late, not dropped: the second one is still under way, and the next request must not join it.
+        if (reply && reply->header.ulSeqNum == first)
+            (void)AwaitReply(requestId, second, second, deadline);
     }
     if (!reply)
         ThrowUnanswered(requestId);

@@ -105,7 +105,7 @@ int Report(const FoundCamera& camera, const cJSON* wanted, bool json)
     if (json)
         puts(PrintJson(FoundCameraJson(camera).get(), false).c_str());
     else
-        printf("%s is at %s:%d\n", camera.mac.c_str(), camera.address.c_str(), camera.tcpPort);
+        printf("%s is at %s\n", camera.mac.c_str(), camera.address.c_str());
     const auto notTaken = CompareWanted(wanted, camera.netCommon.get());
     for (const JsonDifference& difference : notTaken)
         fprintf(stderr, "velmora: not taken by the camera: %s\n", DifferenceLine(difference).c_str());

@@ -4,6 +4,7 @@
 
 #include <utility>
 
+#include "recorder/device_report.h"
 #include "recorder/failure.h"
 #include "tests/recorder/run_tool.h"
 
@@ -86,6 +87,20 @@ TEST(Configuration, IsReadChangedAndCompared)
         EXPECT_NE(outcome.err.find(c.error), std::string::npos) << outcome.err;
         EXPECT_EQ(camera.sets.size(), c.sets);
     }
+}
+
+TEST(Configuration, InfoIsReadable)
+{
+    const JsonPtr device = Parse(
+        R"({"Login":{"DeviceType":"IPC"},"SystemInfo":{"SerialNo":"S\u0007"},"StorageInfo":[[{"TotalSpace":"0",)"
+        R"("RemainSpace":"0","Status":0}]],"Abilities":{"SystemFunction":{"TipShow":{"A":true,"B":false}},)"
+        R"("EncodeCapability":{"EncodeInfo":[{"CompressionMask":"0x00000180","Enable":true,"HaveAudio":true,)"
+        R"("ResolutionMask":"0x84004800","StreamType":"MainStream"},{"Enable":false,"StreamType":"X"}]}}})");
+    EXPECT_EQ(DeviceText(device.get()),
+              "System\n  type                IPC\n  serial number       S.\nStorage\n"
+              "  partition 0         total 0, free 0, status 0\nStreams\n"
+              "  MainStream          H.264 H.265; sizes 720P 1080P WSVGA bit 31; audio\nAbilities\n"
+              "Functions that are on\n  TipShow             A\n");
 }
 
 // An encoder that compares codecs as the camera does, and drops the first set after a start of live video.

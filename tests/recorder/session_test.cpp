@@ -50,6 +50,24 @@ TEST(Session, TakesTheAnswerThatMatchesAndNoOther)
     }
 }
 
+// A camera that is slow, not deaf: it answers both, and nothing may be sent before it has.
+TEST(Session, TakesALateAnswerAndWaitsForTheOther)
+{
+    FakeCamera camera({[](Peer& peer) {
+        const Request first = peer.Read();
+        const Request second = peer.Read();
+        EXPECT_EQ(first.body, second.body);
+        peer.Send(Wire(1041, first.seqNum, R"({"Ret":100})"));
+        pollfd entry{peer.fd.get(), POLLIN, 0};
+        EXPECT_EQ(poll(&entry, 1, 50), 0) << "the next request must wait";
+        peer.Send(Wire(1041, second.seqNum, R"({"Ret":100})"));
+        peer.Answer();
+    }});
+    Session session(camera.address, kLong);
+    session.RequestTwiceOk(1040, "{}", milliseconds(10));
+    session.RequestOk(1042, "{}");
+}
+
 TEST(Session, KeepsItsIntervalWhateverTheCameraNames)
 {
     const std::pair<const char*, int> kCases[] = {
