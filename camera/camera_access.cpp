@@ -3,6 +3,7 @@
 #include <algorithm>
 #include <atomic>
 
+#include "camera/account_operations.h"
 #include "camera/agreement_operations.h"
 #include "camera/alarm_polling.h"
 #include "camera/audio_motion_operations.h"
@@ -10,7 +11,11 @@
 #include "camera/common_init.h"
 #include "camera/fixed_operations.h"
 #include "camera/image_operations.h"
+#include "camera/network_operations.h"
 #include "camera/stream_callbacks.h"
+#include "camera/system_operations.h"
+#include "camera/time_operations.h"
+#include "camera/upgrade_operation.h"
 #include "camera/video_operations.h"
 #include "common/log.h"
 
@@ -19,16 +24,16 @@ namespace {
 constexpr CameraRow kFullTable[] = {
     {0, "", nullptr},
     {1, "Common_Init", Common_Init},
-    {2, "Common_GetIPAddr", nullptr},
-    {3, "Common_SetIPAddr", nullptr},
+    {2, "Common_GetIPAddr", Common_GetIPAddr},
+    {3, "Common_SetIPAddr", Common_SetIPAddr},
     {4, "Common_GetDhcpStatue", nullptr},
-    {5, "Common_SetDhcpStatue", nullptr},
-    {6, "Common_GetHttpPort", nullptr},
-    {7, "Common_SetHttpPort", nullptr},
+    {5, "Common_SetDhcpStatue", Common_SetDhcpStatue},
+    {6, "Common_GetHttpPort", Common_GetHttpPort},
+    {7, "Common_SetHttpPort", Common_SetHttpPort},
     {8, "Common_GetRtspPort", nullptr},
     {9, "Common_SetRtspPort", nullptr},
-    {10, "Common_GetMacAddr", nullptr},
-    {11, "Common_GetDeviceInformation", nullptr},
+    {10, "Common_GetMacAddr", Common_GetMacAddr},
+    {11, "Common_GetDeviceInformation", Common_GetDeviceInformation},
     {12, "Common_GetStreamUri", nullptr},
     {13, "Common_GetScopes", nullptr},
     {14, "Common_GetVideoSourceConfig", nullptr},
@@ -51,27 +56,27 @@ constexpr CameraRow kFullTable[] = {
     {31, "Common_Reserved31", Common_Reserved},
     {32, "Common_Reserved32", Common_Reserved},
     {33, "Common_SetAlarmCallback", Common_SetAlarmCallback},
-    {34, "Common_GetNetmask", nullptr},
-    {35, "Common_SetNetmask", nullptr},
-    {36, "Common_GetDNS", nullptr},
-    {37, "Common_SetDNS", nullptr},
+    {34, "Common_GetNetmask", Common_GetNetmask},
+    {35, "Common_SetNetmask", Common_SetNetmask},
+    {36, "Common_GetDNS", Common_GetDNS},
+    {37, "Common_SetDNS", Common_SetDNS},
     {38, "Common_GetNTP", nullptr},
     {39, "Common_SetNTP", nullptr},
-    {40, "Common_GetHostname", nullptr},
-    {41, "Common_SetHostname", nullptr},
-    {42, "Common_GetGateway", nullptr},
-    {43, "Common_SetGateway", nullptr},
-    {44, "Common_GetUsers", nullptr},
-    {45, "Common_CreateUser", nullptr},
-    {46, "Common_SetUser", nullptr},
-    {47, "Common_DelUser", nullptr},
-    {48, "Common_Reboot", nullptr},
-    {49, "Common_FactoryDefault", nullptr},
-    {50, "Common_Upgrade", nullptr},
+    {40, "Common_GetHostname", Common_GetHostname},
+    {41, "Common_SetHostname", Common_SetHostname},
+    {42, "Common_GetGateway", Common_GetGateway},
+    {43, "Common_SetGateway", Common_SetGateway},
+    {44, "Common_GetUsers", Common_GetUsers},
+    {45, "Common_CreateUser", Common_CreateUser},
+    {46, "Common_SetUser", Common_SetUser},
+    {47, "Common_DelUser", Common_DelUser},
+    {48, "Common_Reboot", Common_Reboot},
+    {49, "Common_FactoryDefault", Common_FactoryDefault},
+    {50, "Common_Upgrade", Common_Upgrade},
     {51, "Common_Reserved51", Common_Reserved51},
-    {52, "Common_SetDateTime", nullptr},
-    {53, "Common_GetTimeZone", nullptr},
-    {54, "Common_SetTimeZone", nullptr},
+    {52, "Common_SetDateTime", Common_SetDateTime},
+    {53, "Common_GetTimeZone", Common_GetTimeZone},
+    {54, "Common_SetTimeZone", Common_SetTimeZone},
     {55, "Common_Reserved55", Common_Reserved55},
     {56, "Common_GetTestVideoFrame", Common_GetTestVideoFrame},
     {57, "Common_SetStreamCallback", Common_SetStreamCallback},

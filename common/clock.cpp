@@ -3,6 +3,8 @@
 #include <cerrno>
 #include <ctime>
 
+#include "common/log.h"
+
 void SleepUs(uint32_t microseconds)
 {
     timespec rest{.tv_sec = static_cast<time_t>(microseconds / 1000000),
@@ -30,4 +32,11 @@ int64_t MonotonicMs()
     timespec now{};
     clock_gettime(CLOCK_MONOTONIC, &now);
     return static_cast<int64_t>(now.tv_sec) * 1000 + now.tv_nsec / 1000000;
+}
+
+void SetSystemClock(int64_t seconds)
+{
+    const timespec time{.tv_sec = static_cast<time_t>(seconds), .tv_nsec = 0};
+    if (clock_settime(CLOCK_REALTIME, &time) != 0)
+        LogWarn("%s %d: the clock cannot be set. errno = %d\n", __func__, __LINE__, errno);
 }

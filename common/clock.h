@@ -1,4 +1,4 @@
-// Waiting and the clocks that count time passed. Thread-safe.
+// Waiting, the clocks that count time passed, and the one that people read. Thread-safe.
 #pragma once
 
 #include <cstdint>
@@ -12,3 +12,6 @@ uint32_t GetUptime();
 
 // Milliseconds on a clock that nobody can set; for measuring spans.
 int64_t MonotonicMs();
+
+// Sets the clock of the system, in seconds since 1970 (UTC). A refusal is logged.
+void SetSystemClock(int64_t seconds);
