@@ -78,8 +78,9 @@ class Restorer {
         cJSON_ArrayForEach(
             item, before_) if (!CompareJson(item, cJSON_GetObjectItem(now.get(), item->string)).empty())
             RestoreOne(item, now.get());
-        CompareAgain();
-        RestoreNetwork(now.get());
+        result_.remaining = Compare(session_);
+        if (RestoreNetwork(now.get()))
+            CompareAgain();
         return std::move(result_);
     }
 
@@ -115,27 +116,56 @@ class Restorer {
         }
     }
 
-    // All but the network: once the camera has moved, it may not be reached from here.
-    void CompareAgain()
+    // All but the network, which the search may have to tell.
+    std::vector<JsonDifference> Compare(Session& session) const
     {
-        const JsonPtr now = ReadAllConfig(session_);
+        const JsonPtr now = ReadAllConfig(session);
+        std::vector<JsonDifference> all;
         const cJSON* item = nullptr;
-        cJSON_ArrayForEach(item, before_) if (strcmp(item->string, kNetCommon) != 0)
-            Add(CompareJson(item, cJSON_GetObjectItem(now.get(), item->string), Printable(item->string)));
+        cJSON_ArrayForEach(item, before_)
+        {
+            if (strcmp(item->string, kNetCommon) == 0)
+                continue;
+            const auto found =
+                CompareJson(item, cJSON_GetObjectItem(now.get(), item->string), Printable(item->string));
+            all.insert(all.end(), found.begin(), found.end());
+        }
+        return all;
     }
 
-    void RestoreNetwork(const cJSON* now)
+    // False when there was nothing to restore.
+    bool RestoreNetwork(const cJSON* now)
     {
         const cJSON* wanted = cJSON_GetObjectItem(before_, kNetCommon);
         const cJSON* shown = cJSON_GetObjectItem(now, kNetCommon);
         if (wanted == nullptr || CompareJson(wanted, shown).empty())
-            return;
+            return false;
         network_.reset();
         Set(*FindConfigName(kNetCommon), wanted, shown);
-        Add(CompareWanted(wanted, network_ != nullptr ? network_.get() : shown, kNetCommon));
+        networkRemaining_ = CompareWanted(wanted, network_ != nullptr ? network_.get() : shown, kNetCommon);
+        return true;
     }
 
-    void Add(std::vector<JsonDifference> differences)
+    // Other objects show some of the network's values too. Where the camera has gone out of reach, what was
+    // seen before it went stands.
+    void CompareAgain()
+    {
+        if (!result_.moved) {
+            result_.remaining = Compare(session_);
+        } else {
+            try {
+                Session again({result_.moved->address, ParseHostPort(session_.command().name()).port},
+                              session_.timeout());
+                again.Login();
+                result_.remaining = Compare(again);
+            } catch (const Failure&) {
+                return Add(networkRemaining_);
+            }
+        }
+        Add(networkRemaining_);
+    }
+
+    void Add(const std::vector<JsonDifference>& differences)
     {
         result_.remaining.insert(result_.remaining.end(), differences.begin(), differences.end());
     }
@@ -144,6 +174,7 @@ class Restorer {
     const cJSON* before_;
     const std::string& interface_;
     Restoration result_;
+    std::vector<JsonDifference> networkRemaining_;
     JsonPtr network_; // what the last set has led to
 };
 

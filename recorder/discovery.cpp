@@ -19,9 +19,9 @@
 
 namespace {
 
-constexpr uint16_t kSearchPort = 34569;
-constexpr size_t kMaxCameras = 4096;    // what else comes is no network of cameras
-constexpr size_t kDatagramBytes = 1024; // a camera reads no more
+constexpr uint16_t kAnswerPort = 34569;
+constexpr size_t kMaxCameras = 4096;       // what else comes is no network of cameras
+constexpr size_t kMostRequestBytes = 1024; // a camera reads no more
 constexpr milliseconds kAskAgain{1000};
 
 struct InterfaceListDelete {
@@ -46,7 +46,7 @@ sockaddr_in SearchAddress(uint32_t host)
 {
     sockaddr_in address{};
     address.sin_family = AF_INET;
-    address.sin_port = htons(kSearchPort);
+    address.sin_port = htons(kAnswerPort);
     address.sin_addr.s_addr = htonl(host);
     return address;
 }
@@ -152,7 +152,7 @@ SearchSocket::SearchSocket(const std::string& interface)
     if (setsockopt(fd_.get(), SOL_SOCKET, SO_BROADCAST, &on, sizeof on) != 0 ||
         setsockopt(fd_.get(), SOL_SOCKET, SO_REUSEADDR, &on, sizeof on) != 0 ||
         bind(fd_.get(), reinterpret_cast<const sockaddr*>(&own), sizeof own) != 0)
-        throw Failure(kExitLocal, "cannot listen on port " + std::to_string(kSearchPort) +
+        throw Failure(kExitLocal, "cannot listen on port " + std::to_string(kAnswerPort) +
                                       ", where cameras answer: " + strerror(errno));
 }
 
@@ -234,7 +234,7 @@ std::optional<FoundCamera> SearchFor(SearchSocket& socket, const std::string& ma
 void SendIpSetting(SearchSocket& socket, const cJSON* settings, TimePoint deadline)
 {
     const std::string body = PrintJson(settings, false);
-    if (body.size() > kDatagramBytes - kHeaderBytes)
+    if (body.size() > kMostRequestBytes - kHeaderBytes)
         throw Failure(kExitUsage, "the settings are longer than a camera reads");
     while (Clock::now() < deadline) {
         const uint32_t seqNum = socket.Send(kDevIpSettingReq, body);

@@ -22,7 +22,7 @@ void PrintText(const Restoration& result)
     for (const std::string& name : result.readOnly)
         printf("skipped %s: the camera keeps no setting of it\n", name.c_str());
     if (result.moved)
-        printf("the camera is now at %s\n", result.moved->address.c_str());
+        printf("the camera is at %s\n", result.moved->address.c_str());
     puts("not covered: whether DHCP is on, which the camera never shows");
 }
 

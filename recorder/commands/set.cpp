@@ -47,7 +47,7 @@ void PrintResult(const std::vector<JsonDifference>& changed, const ConfigChange&
     for (const JsonDifference& difference : changed)
         puts(DifferenceLine(difference).c_str());
     if (change.moved)
-        printf("the camera is now at %s\n", change.moved->address.c_str());
+        printf("the camera is at %s\n", change.moved->address.c_str());
 }
 
 void PrintResultJson(const std::vector<JsonDifference>& changed, const std::vector<JsonDifference>& notTaken,
