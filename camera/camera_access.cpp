@@ -12,6 +12,7 @@
 #include "camera/fixed_operations.h"
 #include "camera/image_operations.h"
 #include "camera/network_operations.h"
+#include "camera/ptz_operations.h"
 #include "camera/stream_callbacks.h"
 #include "camera/system_operations.h"
 #include "camera/time_operations.h"
@@ -82,7 +83,7 @@ constexpr CameraRow kFullTable[] = {
     {57, "Common_SetStreamCallback", Common_SetStreamCallback},
     {58, "Common_GetOnvifAuthentication", nullptr},
     {59, "Common_GetResolutionsAvailable", Common_GetResolutionsAvailable},
-    {60, "Common_ControlPtz", nullptr},
+    {60, "Common_ControlPtz", Common_ControlPtz},
     {61, "Common_GetPtzPresets", Common_GetPtzPresets},
     {62, "Common_GetPtzPosition", nullptr},
     {63, "Common_Cmd63", Common_Cmd63},
@@ -126,7 +127,7 @@ constexpr CameraRow kFullTable[] = {
     {101, "Common_SetEncodingType", Common_SetEncodingType},
     {102, "Common_SetEncodingEnable", nullptr},
     {103, "Common_GetPTZProperty", nullptr},
-    {104, "Common_SetPTZProperty", nullptr},
+    {104, "Common_SetPTZProperty", Common_SetPTZProperty},
     {105, "Common_StorageOption", nullptr},
     {106, "Common_GetStorageInfo", nullptr},
     {107, "Common_SetArgeementProperty", Common_SetArgeementProperty},
@@ -177,8 +178,8 @@ constexpr CameraRow kFullTable[] = {
     {152, "Common_GetEncodingPropertyEx", nullptr},
     {153, "Common_SetFishEyeProperty", nullptr},
     {154, "Common_GetFishEyeProperty", nullptr},
-    {155, "Common_SetCruiseLineProperty", nullptr},
-    {156, "Common_GetCruiseLineProperty", nullptr},
+    {155, "Common_SetCruiseLineProperty", Common_SetCruiseLineProperty},
+    {156, "Common_GetCruiseLineProperty", Common_GetCruiseLineProperty},
     {157, "Common_SetOsdPropertyEx", nullptr},
     {158, "Common_GetOsdPropertyEx", nullptr},
     {159, "Common_GetPtzInfo", nullptr},

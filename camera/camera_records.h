@@ -20,25 +20,25 @@ enum CameraStatus : int {
 
 // Command 15: three of these, main stream first.
 struct StreamEncoderConfig {
-    uint32_t ulReserved0;    // 1
-    uint32_t ulMaxFrameRate; // cap for the main stream's size, the same for all streams
-    uint32_t ulFrameRate;    // frames a second, at most the cap
-    uint32_t ulWidth;        // pixels
-    uint32_t ulHeight;       // pixels
-    uint32_t ulReserved5;    // 0
-    uint32_t ulReserved6;    // 99
-    uint32_t ulStreamByte7;
-    uint32_t ulEncoding;       // 2 H.264, 3 H.265, 4 MJPEG
-    uint32_t ulReserved9;      // 64
-    uint32_t ulMaxBitRate;     // 16384 for an MJPEG main stream, else 12288
-    uint32_t ulBitRateKbps;    // of 1024 bit/s
-    uint32_t ulBitRateControl; // 0 CBR, 1 VBR
-    uint32_t ulFrameRate13;    // as ulFrameRate
-    uint32_t ulFrameRateTimes5;
-    uint32_t ulIFrameInterval; // frames
+    uint32_t ulMinFrameRate;      // 1
+    uint32_t ulMaxFrameRate;      // cap for the main stream's size, the same for all streams
+    uint32_t ulFrameRate;         // frames a second, at most the cap
+    uint32_t ulWidth;             // pixels
+    uint32_t ulHeight;            // pixels
+    uint32_t ulMinQuality;        // 0
+    uint32_t ulMaxQuality;        // 99
+    uint32_t ulQuality;           // 1 best to 6, or anything when nobody has set it
+    uint32_t ulEncoding;          // 2 H.264, 3 H.265, 4 MJPEG
+    uint32_t ulMinBitRate;        // 64
+    uint32_t ulMaxBitRate;        // 16384 for an MJPEG main stream, else 12288
+    uint32_t ulBitRateKbps;       // of 1024 bit/s
+    uint32_t ulBitRateControl;    // 0 CBR, 1 VBR
+    uint32_t ulMinIFrameInterval; // as ulFrameRate
+    uint32_t ulMaxIFrameInterval; // five times ulFrameRate
+    uint32_t ulIFrameInterval;    // frames
     uint32_t ulStreamByte16;
     uint32_t ulStreamByte17;
-    uint32_t ulStreamByte18;
+    uint32_t ulSmartEncoding; // 1 on
 };
 static_assert(sizeof(StreamEncoderConfig) == 76);
 static_assert(offsetof(StreamEncoderConfig, ulEncoding) == 8 * sizeof(uint32_t));
@@ -201,6 +201,56 @@ struct DeviceInformation {
 static_assert(offsetof(DeviceInformation, szHardwareId) == 512);
 static_assert(offsetof(DeviceInformation, szSensor) == 657);
 static_assert(sizeof(DeviceInformation) == 665);
+
+// Command 60
+struct PtzControl {
+    uint32_t ulChannel; // the low byte counts
+    uint32_t ulAction;
+    uint32_t ulValue; // speed step, preset index or tour index
+    char szName[32];  // of a preset; may lack its zero
+};
+static_assert(sizeof(PtzControl) == 11 * sizeof(uint32_t));
+
+// Command 104
+struct PtzProperty {
+    uint8_t ucReserved0;
+    uint8_t ucStep; // 1 to 8; other values are clamped
+    uint8_t ucReserved2[2];
+    uint8_t ucApertureMode;
+    uint8_t ucApertureVal;
+    uint8_t ucFocusingModel;
+    char ucRes[57]; // a text with "onvif" in it: only the step counts
+};
+static_assert(offsetof(PtzProperty, ucRes) == 7);
+
+// Commands 155 and 156
+struct CruisePoint {
+    uint8_t ucCh;
+    uint8_t ucIndex; // of the tour
+    uint8_t ucReserved2;
+    uint8_t ucReserved3;
+    uint8_t ucEnable;
+    uint8_t ucPresetPointIndex;
+    uint8_t ucStep;
+    uint8_t ucReserved7;
+    uint32_t ulDwelltime; // seconds
+    uint8_t ucReserved12[16];
+};
+static_assert(sizeof(CruisePoint) == 28);
+struct CruiseLine {
+    uint8_t ucCh;
+    uint8_t ucIndex; // of the tour, 0 to 31
+    uint8_t ucEnable;
+    uint8_t ucReserved3[65];
+    CruisePoint point[16];
+    uint8_t ucReserved516[448];
+    uint8_t ucTourFlag;  // selector: start value; output: that and the number of enabled points
+    uint8_t ucPointFlag; // selector: a preset index; output: the first point with it, 0 if none has
+    uint8_t ucReserved966[14];
+};
+static_assert(offsetof(CruiseLine, point) == 68);
+static_assert(offsetof(CruiseLine, ucTourFlag) == 964);
+static_assert(sizeof(CruiseLine) == 980);
 
 // Commands 44 to 47
 struct CameraUser {

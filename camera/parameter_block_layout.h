@@ -64,14 +64,14 @@ inline constexpr size_t kSerialNumber = 5908;
 inline constexpr size_t kFrameRateStandard = 1313; // u8: 1 caps 30 frames a second at 25
 
 // Video streams
-inline constexpr size_t kStreamMode = 1334;             // u8: 0 one stream, 1 two, 2 three
-inline constexpr StreamField kEncoding{1335, 1};        // u8: 2 H.264, 3 H.265, 4 MJPEG
-inline constexpr StreamField kFrameRate{1340, 4};       // i32, frames a second
-inline constexpr StreamField kBitRate{1352, 4};         // i32, bit/s
-inline constexpr StreamField kBitRateControl{1364, 1};  // u8: 0 CBR, 1 VBR
-inline constexpr StreamField kStreamByte7{1369, 1};     // u8, record word 7
-inline constexpr StreamField kStreamByte17{1372, 1};    // u8, record word 17
-inline constexpr size_t kStreamByte18 = 1402;           // u8, record word 18 of every stream
+inline constexpr size_t kStreamMode = 1334;            // u8: 0 one stream, 1 two, 2 three
+inline constexpr StreamField kEncoding{1335, 1};       // u8: 2 H.264, 3 H.265, 4 MJPEG
+inline constexpr StreamField kFrameRate{1340, 4};      // i32, frames a second
+inline constexpr StreamField kBitRate{1352, 4};        // i32, bit/s
+inline constexpr StreamField kBitRateControl{1364, 1}; // u8: 0 CBR, 1 VBR
+inline constexpr StreamField kQuality{1369, 1};        // u8, picture quality: record word 7
+inline constexpr StreamField kStreamByte17{1372, 1};   // u8, record word 17
+inline constexpr size_t kSmartEncoding = 1402;         // u8, 1: smart encoding of all streams; record word 18
 inline constexpr StreamField kIFrameInterval{3436, 12}; // i32, frames
 inline constexpr StreamField kWidth{3472, 158};         // u16, pixels
 inline constexpr StreamField kHeight{3474, 158};        // u16, pixels

@@ -63,25 +63,25 @@ StreamEncoderConfig ReadStream(const SysInfo* config, const MainStreamLimits& li
     const int bitRate = BlockField<int32_t>(config, block::kBitRate(s));
     const int interval = BlockField<int32_t>(config, block::kIFrameInterval(s));
     return {
-        .ulReserved0 = 1,
+        .ulMinFrameRate = 1,
         .ulMaxFrameRate = static_cast<uint32_t>(cap),
         .ulFrameRate = frameRate,
         .ulWidth = BlockField<uint16_t>(config, block::kWidth(s)),
         .ulHeight = BlockField<uint16_t>(config, block::kHeight(s)),
-        .ulReserved5 = 0,
-        .ulReserved6 = 99,
-        .ulStreamByte7 = BlockField<uint8_t>(config, block::kStreamByte7(s)),
+        .ulMinQuality = 0,
+        .ulMaxQuality = 99,
+        .ulQuality = BlockField<uint8_t>(config, block::kQuality(s)),
         .ulEncoding = BlockField<uint8_t>(config, block::kEncoding(s)),
-        .ulReserved9 = 64,
+        .ulMinBitRate = 64,
         .ulMaxBitRate = limits.ulBitRateKbps,
         .ulBitRateKbps = static_cast<uint32_t>(bitRate / kBitsPerKbit),
         .ulBitRateControl = BlockField<uint8_t>(config, block::kBitRateControl(s)),
-        .ulFrameRate13 = frameRate,
-        .ulFrameRateTimes5 = frameRate * 5,
+        .ulMinIFrameInterval = frameRate,
+        .ulMaxIFrameInterval = frameRate * 5,
         .ulIFrameInterval = static_cast<uint32_t>(isWithinCap ? interval : cap),
         .ulStreamByte16 = BlockField<uint8_t>(config, block::kStreamByte16(s)),
         .ulStreamByte17 = BlockField<uint8_t>(config, block::kStreamByte17(s)),
-        .ulStreamByte18 = BlockField<uint8_t>(config, block::kStreamByte18),
+        .ulSmartEncoding = BlockField<uint8_t>(config, block::kSmartEncoding),
     };
 }
 

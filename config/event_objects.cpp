@@ -22,11 +22,10 @@ constexpr char kMask[] = R"("0x00000000")";
 constexpr char kWideMask[] = R"("0x00000000000000000000000000000000")";
 
 // An array of so many equal elements.
-void AddRepeated(ReplyText* text, const char* element, int times)
+void AddArray(ReplyText* text, const char* element, int times)
 {
     Add(text, "[");
-    for (int i = 0; i < times; ++i)
-        Add(text, "@@", Plain(i > 0 ? "," : ""), Plain(element));
+    AddRepeated(text, element, times);
     Add(text, "]");
 }
 
@@ -45,12 +44,12 @@ void AddEventHandler(ReplyText* text, const EventHandler& handler)
         R"("BeepEnable":false,"EventLatch":1,"FTPEnable":false,"LogEnable":false,"MailEnable":false,)"
         R"("MatrixEnable":false,"MatrixMask":"0x00000000","MessageEnable":false,"MsgtoNetEnable":false,)"
         R"("MultimediaMsgEnable":false,"PtzEnable":false,"PtzLink":)");
-    AddRepeated(text, R"(["None",0])", handler.ptzLinks);
+    AddArray(text, R"(["None",0])", handler.ptzLinks);
     Add(text,
         R"(,"RecordEnable":false,"RecordLatch":10,"RecordMask":@,"ShortMsgEnable":false,"ShowInfo":false,)"
         R"("ShowInfoMask":@,"SnapEnable":false,"SnapShotMask":"0x00000000","TimeSection":)",
         mask, mask);
-    AddRepeated(text, kScheduleOfDay, kWeekDays);
+    AddArray(text, kScheduleOfDay, kWeekDays);
     Add(text, R"(,"TipEnable":@,"TourEnable":false,"TourMask":@,"VoiceEnable":false})",
         Flag(handler.showsTip), mask);
 }
@@ -59,9 +58,9 @@ void AddEventHandler(ReplyText* text, const EventHandler& handler)
 void AddWeek(ReplyText* text)
 {
     Add(text, R"({"Mask":)");
-    AddRepeated(text, kMaskOfDay, kWeekDays);
+    AddArray(text, kMaskOfDay, kWeekDays);
     Add(text, R"(,"TimeSection":)");
-    AddRepeated(text, kScheduleOfDay, kWeekDays);
+    AddArray(text, kScheduleOfDay, kWeekDays);
 }
 
 // The camera's levels go from 0 to 10, the protocol's from 1 to 6.

@@ -95,3 +95,11 @@ void AddValues(ReplyText* text, std::string_view pattern, const JsonValue* value
     }
     AddPlain(text, pattern);
 }
+
+void AddRepeated(ReplyText* text, std::string_view element, int times)
+{
+    for (int i = 0; i < times; ++i) {
+        AddPlain(text, i > 0 ? "," : "");
+        AddPlain(text, element);
+    }
+}

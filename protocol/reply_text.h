@@ -83,3 +83,6 @@ void Add(ReplyText* text, JsonPattern<sizeof...(Values)> pattern, Values... valu
     const JsonValue list[] = {values..., JsonValue{}};
     AddValues(text, pattern.json, list);
 }
+
+// Writes the element so many times, with commas between.
+void AddRepeated(ReplyText* text, std::string_view element, int times);

@@ -26,6 +26,12 @@ struct AssemblerCounters {
     uint64_t gaps = 0;         // places where sequence numbers are missing
     uint64_t lostMessages = 0; // how many are missing
     uint64_t damaged = 0;      // times a frame was given up, or a sub-header was missing or senseless
+    void Add(const AssemblerCounters& others)
+    {
+        gaps += others.gaps;
+        lostMessages += others.lostMessages;
+        damaged += others.damaged;
+    }
 };
 
 class FrameAssembler {

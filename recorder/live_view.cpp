@@ -18,6 +18,20 @@ constexpr int kReadsPerPass = 16;
 
 } // namespace
 
+void StreamStats::AddEarlier(const StreamStats& earlier)
+{
+    if (earlier.frames() > 0)
+        firstPicture = earlier.firstPicture;
+    if (frames() == 0)
+        lastPicture = earlier.lastPicture;
+    keyFrames += earlier.keyFrames;
+    otherFrames += earlier.otherFrames;
+    earlyFrames += earlier.earlyFrames;
+    audioFrames += earlier.audioFrames;
+    bytes += earlier.bytes;
+    earlyBytes += earlier.earlyBytes;
+}
+
 LiveView::LiveView(const HostPort& address, std::span<const Stream* const> streams, milliseconds timeout)
     : timeout_(timeout), session_(address, timeout)
 {
@@ -32,6 +46,9 @@ void LiveView::Start()
     for (Feed& feed : feeds_)
         feed.lastMedia = started_;
     session_.Monitor("Start", *feeds_.front().stream); // one start opens every claimed connection
+    // A picture at once, and not when the next key frame is due. A camera that knows no such request is as
+    // good.
+    session_.Post(kForceIFrameReq, R"({"Name":"OPForceIFrame"})");
 }
 
 void LiveView::Stop()

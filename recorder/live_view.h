@@ -25,6 +25,8 @@ struct StreamStats {
     TimePoint firstPicture{}; // arrival of the first key frame
     TimePoint lastPicture{};  // arrival of the latest video frame since
     uint64_t frames() const { return keyFrames + otherFrames; }
+    // Adds what an earlier connection brought.
+    void AddEarlier(const StreamStats& earlier);
 };
 
 class LiveView {

@@ -33,6 +33,16 @@ constexpr struct {
     {"set-address", kHostOrMac, "Give a camera on the local network another address", AddSetAddress},
     {"diff", kHost, "Show what has changed since a get --all", AddDiff},
     {"restore", kHost, "Set back what has changed since a get --all", AddRestore},
+    {"ptz", kHost, "Move the camera or its lens", AddPtz},
+    {"preset", kHost, "Store, visit or forget a position", AddPreset},
+    {"tour", kHost, "Start, stop or edit a tour of presets", AddTour},
+    {"alarms", kHost, "Subscribe to alarms and print them", AddAlarms},
+    {"keyframe", kHost, "Ask for a key frame on both streams", AddKeyFrame},
+    {"time", kHost, "Show the camera's clock, or set it", AddTime},
+    {"reboot", kHost, "Let the camera start again", AddReboot},
+    {"factory-default", kHost, "Restore the factory settings", AddFactoryDefault},
+    {"users", kHost, "List the camera's accounts", AddUsers},
+    {"console", kHost, "Print the camera's debug console", AddConsole},
     {"raw", kHost, "Send any request and show the answer", AddRaw},
 };
 

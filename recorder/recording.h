@@ -22,6 +22,7 @@ struct RecordingOptions {
     milliseconds timeout{10'000};
     std::vector<RecordingStream> streams;
     std::optional<milliseconds> duration; // counted from the first picture
+    bool reconnect = false;               // go on when the camera comes back, once a picture has come
     // Called when the session stands: returns a descriptor that becomes readable when the recording shall
     // end. Until then there is nothing to end well, and signals may end the process as ever.
     std::function<int()> openStopFd;
@@ -42,6 +43,7 @@ struct RecordingSummary {
     std::string failure; // the line for the user; empty when all is well
     uint32_t sessionId = 0;
     uint64_t alarms = 0;
+    uint64_t reconnects = 0;
     std::vector<StreamSummary> streams;
 };
 

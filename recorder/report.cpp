@@ -125,6 +125,7 @@ std::string SummaryJson(const RecordingSummary& summary)
     cJSON_AddStringToObject(tree.get(), "failure", summary.failure.c_str());
     cJSON_AddStringToObject(tree.get(), "session", Format("0x%08x", summary.sessionId).c_str());
     cJSON_AddNumberToObject(tree.get(), "alarms", static_cast<double>(summary.alarms));
+    cJSON_AddNumberToObject(tree.get(), "reconnects", static_cast<double>(summary.reconnects));
     cJSON* streams = cJSON_AddArrayToObject(tree.get(), "streams");
     for (const StreamSummary& stream : summary.streams)
         AddStream(streams, stream);

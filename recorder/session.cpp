@@ -1,9 +1,11 @@
 #include "recorder/session.h"
 
+#include <poll.h>
 #include <strings.h>
 
 #include <algorithm>
 #include <cstdio>
+#include <iterator>
 
 #include "media/media_layout.h"
 #include "recorder/failure.h"
@@ -128,7 +130,7 @@ uint32_t Session::SendRequest(uint16_t requestId, std::string_view body, TimePoi
 {
     if (body.size() > kMaxBodyBytes)
         throw Failure(kExitUsage, "a request holds at most " + std::to_string(kMaxBodyBytes) + " bytes");
-    WaitForKeepalive(deadline);
+    WaitForOutstanding(deadline);
     const MessageHeader header = NewHeader(requestId);
     command_.Send(header, body);
     return header.ulSeqNum;
@@ -233,18 +235,32 @@ void Session::KeepAlive()
 {
     const TimePoint now = Clock::now();
     command_.Flush();
-    if (keepaliveOut_.has_value()) {
-        if (now >= keepaliveDeadline_)
+    if (outstanding_.has_value()) {
+        if (now < outstandingDeadline_)
+            return;
+        if (outstanding_->isKeepalive)
             throw Failure(kExitTimedOut, command_.name() + ": timed out: the keepalive is not answered");
-        return;
+        outstanding_.reset();
     }
     if (aliveInterval_.count() == 0 || now < nextKeepalive_)
         return;
-    const MessageHeader header = NewHeader(kKeepaliveReq);
-    keepaliveOut_ = header.ulSeqNum;
-    keepaliveDeadline_ = now + timeout_;
     nextKeepalive_ = now + aliveInterval_;
-    command_.Send(header, R"({"Name":"KeepAlive","SessionID":")" + SessionText(id_) + R"("})");
+    SendOutstanding(kKeepaliveReq, R"({"Name":"KeepAlive","SessionID":")" + SessionText(id_) + R"("})");
+}
+
+void Session::Post(uint16_t requestId, std::string_view body)
+{
+    WaitForOutstanding(Clock::now() + timeout_);
+    SendOutstanding(requestId, body);
+}
+
+void Session::SendOutstanding(uint16_t requestId, std::string_view body)
+{
+    const MessageHeader header = NewHeader(requestId);
+    outstanding_ = {
+        .seqNum = header.ulSeqNum, .replyId = ReplyId(requestId), .isKeepalive = requestId == kKeepaliveReq};
+    outstandingDeadline_ = Clock::now() + timeout_;
+    command_.Send(header, body);
 }
 
 void Session::Receive()
@@ -258,23 +274,42 @@ void Session::Receive()
     }
 }
 
-void Session::WaitForKeepalive(TimePoint deadline)
+bool Session::StayUntil(TimePoint until, int descriptor)
 {
-    while (keepaliveOut_.has_value())
+    while (Clock::now() < until) {
+        Receive();
+        KeepAlive();
+        const auto out = static_cast<short>(command_.hasUnsent() ? POLLOUT : 0);
+        pollfd polled[] = {{descriptor, POLLIN, 0}, {command_.fd(), static_cast<short>(POLLIN | out), 0}};
+        (void)poll(polled, std::size(polled),
+                   PollTimeout(std::min(until, nextWake()))); // again if interrupted
+        if (polled[0].revents != 0)
+            return false;
+    }
+    return true;
+}
+
+void Session::WaitForOutstanding(TimePoint deadline)
+{
+    while (outstanding_.has_value() && (outstanding_->isKeepalive || Clock::now() < outstandingDeadline_))
         Note(command_.Receive(deadline));
 }
 
 void Session::Note(const Message& message)
 {
-    if (message.header.usMessageId == kKeepaliveReply && keepaliveOut_ == message.header.ulSeqNum)
-        keepaliveOut_.reset();
-    else if (message.header.usMessageId == kAlarmInfo)
+    if (outstanding_.has_value() && message.header.usMessageId == outstanding_->replyId &&
+        message.header.ulSeqNum == outstanding_->seqNum) {
+        outstanding_.reset();
+    } else if (message.header.usMessageId == kAlarmInfo) {
         alarms_++;
+        if (alarmSink_)
+            alarmSink_({reinterpret_cast<const char*>(message.body.data()), message.body.size()});
+    }
 }
 
 TimePoint Session::nextWake() const
 {
-    if (keepaliveOut_.has_value())
-        return keepaliveDeadline_;
+    if (outstanding_.has_value())
+        return outstandingDeadline_;
     return aliveInterval_.count() == 0 ? TimePoint::max() : nextKeepalive_;
 }

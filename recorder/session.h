@@ -7,10 +7,12 @@
 #pragma once
 
 #include <cstdint>
+#include <functional>
 #include <optional>
 #include <span>
 #include <string>
 #include <string_view>
+#include <utility>
 
 #include "recorder/connection.h"
 #include "recorder/json.h"
@@ -48,10 +50,20 @@ class Session {
     // Throws unless the reply carries the result 100.
     void CheckResult(const Reply& reply) const;
 
+    // Sends one request whose answer matters to nobody; the next request waits for it all the same.
+    void Post(uint16_t requestId, std::string_view body);
+
     // Opens a media connection for the stream and claims it for this session.
     Connection Claim(const Stream& stream);
     // Starts or stops the flow on every claimed connection of this session.
     void Monitor(const char* action, const Stream& stream);
+
+    // Stays logged in until the time comes or a descriptor becomes readable, whichever is first; takes in
+    // what arrives meanwhile. Pass -1 for no descriptor. Returns false when it was the descriptor.
+    bool StayUntil(TimePoint until, int descriptor = -1);
+    // Who gets the body of every alarm that arrives. Alarms come only after a subscription.
+    using AlarmSink = std::function<void(std::string_view body)>;
+    void setAlarmSink(AlarmSink sink) { alarmSink_ = std::move(sink); }
 
     // For poll loops: sends the keepalive when it is due, and throws when one stays unanswered.
     void KeepAlive();
@@ -73,7 +85,14 @@ class Session {
     // The answer to a request with one of the sequence numbers `first` to `last`; nothing at the deadline.
     std::optional<Reply> AwaitReply(uint16_t requestId, uint32_t first, uint32_t last, TimePoint deadline);
     [[noreturn]] void ThrowUnanswered(uint16_t requestId) const;
-    void WaitForKeepalive(TimePoint deadline);
+    // A request whose answer nobody waits for at this moment.
+    struct Outstanding {
+        uint32_t seqNum;
+        uint16_t replyId;
+        bool isKeepalive; // which must be answered
+    };
+    void SendOutstanding(uint16_t requestId, std::string_view body);
+    void WaitForOutstanding(TimePoint deadline);
     void Note(const Message& message);
     MessageHeader NewHeader(uint16_t messageId);
     std::string MonitorBody(const char* action, const Stream& stream) const;
@@ -85,7 +104,8 @@ class Session {
     uint32_t seqNum_ = 0;
     std::chrono::seconds aliveInterval_{0}; // 0 before login: nothing to keep alive
     TimePoint nextKeepalive_;
-    TimePoint keepaliveDeadline_;
-    std::optional<uint32_t> keepaliveOut_; // sequence number of the one that is unanswered
+    std::optional<Outstanding> outstanding_;
+    TimePoint outstandingDeadline_;
     uint64_t alarms_ = 0;
+    AlarmSink alarmSink_;
 };

@@ -10,7 +10,10 @@
 #include "config/set_config.h"
 #include "config/system_information.h"
 #include "media/monitor_requests.h"
+#include "server/requests/account_requests.h"
 #include "server/requests/login_requests.h"
+#include "server/requests/ptz_requests.h"
+#include "server/requests/system_requests.h"
 
 namespace {
 
@@ -20,10 +23,24 @@ struct RequestRow {
 };
 
 constexpr RequestRow kRequests[] = {
-    {kLoginReq, ProcessLoginReq},         {kKeepaliveReq, ProcessKeepaliveReq},
-    {kSysinfoReq, ProcessSysinfoReq},     {kSetConfigReq, ProcessSetConfigReq},
-    {kGetConfigReq, ProcessGetConfigReq}, {kGetAbilityReq, ProcessGetAbilityReq},
-    {kMonitorReq, ProcessMonitorReq},     {kMonitorClaim, ProcessMonitorClaim},
+    {kLoginReq, ProcessLoginReq},
+    {kKeepaliveReq, ProcessKeepaliveReq},
+    {kSysinfoReq, ProcessSysinfoReq},
+    {kMonitorReq, ProcessMonitorReq},
+    {kMonitorClaim, ProcessMonitorClaim},
+    {kGetConfigReq, ProcessGetConfigReq},
+    {kSetConfigReq, ProcessSetConfigReq},
+    {kTimeSettingReq, ProcessTimeSettingReq},
+    {kTimeQueryReq, ProcessTimeQueryReq},
+    {kLogQueryReq, ProcessOPLogQueryReq},
+    {kSysManagerReq, ProcessSysManagerReq},
+    {kGetAbilityReq, ProcessGetAbilityReq},
+    {kGetChanTitleReq, ProcessGetChanTitleReq},
+    {kUserManageReq, ProcessUserManageReq},
+    {kUserGroupReq, ProcessUserGroupReq},
+    {kUserUsersReq, ProcessUserUsersReq},
+    {kUserSettingReq, ProcessUserSettingReq},
+    {kPtzControlReq, ProcessOPPTZControlReq},
 };
 
 consteval bool IdsAreUnique()

@@ -39,16 +39,26 @@ inline CLI::Validator SecondsBetween(double least, double most)
 using CommandRun = std::function<int()>;
 using AddCommand = CommandRun(CLI::App& app, const CommonOptions& common);
 
+AddCommand AddAlarms;
+AddCommand AddConsole;
 AddCommand AddDiff;
 AddCommand AddDiscover;
+AddCommand AddFactoryDefault;
 AddCommand AddGet;
 AddCommand AddInfo;
+AddCommand AddKeyFrame;
 AddCommand AddLive;
+AddCommand AddPreset;
+AddCommand AddPtz;
 AddCommand AddRaw;
+AddCommand AddReboot;
 AddCommand AddRestore;
 AddCommand AddSet;
 AddCommand AddSetAddress;
 AddCommand AddSnapshot;
+AddCommand AddTime;
+AddCommand AddTour;
+AddCommand AddUsers;
 
 // The option of every command that may search the network.
 inline void AddInterfaceOption(CLI::App& app, std::string& interface)

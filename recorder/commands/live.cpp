@@ -18,6 +18,7 @@ struct LiveOptions {
     std::vector<std::string> streams;
     std::vector<std::string> outputs;
     double durationSeconds = 0; // 0: until stopped
+    bool reconnect = false;
 };
 
 // "both" stands for main and extra.
@@ -85,6 +86,7 @@ int RunLive(const LiveOptions& live, const CommonOptions& common)
     options.streams = ChooseStreams(live);
     if (live.durationSeconds > 0)
         options.duration = milliseconds(static_cast<int64_t>(live.durationSeconds * 1000));
+    options.reconnect = live.reconnect;
     options.openStopFd = CatchStopSignals;
     const RecordingSummary summary = RecordWithProgress(options);
     FILE* out = WritesToStandardOutput(options) ? stderr : stdout;
@@ -111,5 +113,7 @@ CommandRun AddLive(CLI::App& app, const CommonOptions& common)
     app.add_option("--duration", options->durationSeconds,
                    "Seconds to record, from the first picture; until stopped when left out")
         ->check(SecondsBetween(0.001, 1e8));
+    app.add_flag("--reconnect", options->reconnect,
+                 "When the camera goes away after the first picture, wait for it and go on");
     return [options, &common] { return RunLive(*options, common); };
 }

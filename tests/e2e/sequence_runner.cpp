@@ -137,7 +137,8 @@ TEST_P(Sequences, AreAnsweredToTheLetter)
     EXPECT_TRUE(server) << "no case in " << file;
 }
 
-INSTANTIATE_TEST_SUITE_P(Data, Sequences, testing::Values("framing", "hostile", "login", "monitor"),
+INSTANTIATE_TEST_SUITE_P(Data, Sequences,
+                         testing::Values("framing", "hostile", "login", "monitor", "operate"),
                          [](const auto& test) { return test.param; });
 
 } // namespace

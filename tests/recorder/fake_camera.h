@@ -81,7 +81,7 @@ struct Peer {
     Request Answer(const Bytes& body = R"({"AliveInterval":20,"Ret":100})") const
     {
         Request request = Read();
-        Send(Wire(request.id + 1U, request.seqNum, body));
+        Send(Wire(request.id == 1562 ? 1501 : request.id + 1U, request.seqNum, body));
         return request;
     }
 

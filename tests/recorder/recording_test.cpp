@@ -13,7 +13,7 @@ constexpr milliseconds kLong{20'000};
 
 RecordingSummary RecordMain(const HostPort& address, milliseconds timeout, const std::string& output)
 {
-    RecordingOptions options{address, timeout, {{&FindStream("main"), output}}, {}, {}};
+    RecordingOptions options{address, timeout, {{&FindStream("main"), output}}, {}, false, {}};
     return Record(options, [](const LiveView&) {});
 }
 
