@@ -6,6 +6,7 @@
 
 namespace {
 
+constexpr char kHandler[] = "ProcessGetConfigReq";
 constexpr int kVolume = 80;
 constexpr int64_t kSmartGop = 10; // seconds
 constexpr char kFullHd[] = "1080P";
@@ -118,20 +119,20 @@ void AddMainFormat(const Encoding& encoding, const StreamDetails& details, Reply
         Number(details.quality));
 }
 
-void LogSizes(const char* builder, const Encoding& encoding)
+void LogSizes(const Encoding& encoding)
 {
     const StreamEncoderConfig* const stream = encoding.video.stream;
-    LogTrace("%s %d Main iVideoWidth= %d iVideoHeight=%d\n", builder, __LINE__, stream[0].ulWidth,
+    LogTrace("%s %d Main iVideoWidth= %d iVideoHeight=%d\n", kHandler, __LINE__, stream[0].ulWidth,
              stream[0].ulHeight);
-    LogTrace("%s %d Sub iVideoWidth= %d iVideoHeight=%d\n", builder, __LINE__, stream[1].ulWidth,
+    LogTrace("%s %d Sub iVideoWidth= %d iVideoHeight=%d\n", kHandler, __LINE__, stream[1].ulWidth,
              stream[1].ulHeight);
 }
 
-void LogSubStream(const char* builder, const StreamEncoderConfig& stream)
+void LogSubStream(const StreamEncoderConfig& stream)
 {
-    LogTrace("%s %d VideoConfig[1].iSmartEncEnable : %d\n", builder, __LINE__, stream.ulSmartEncoding);
-    LogTrace("%s %d VideoConfig[1].iGovLength      : %d\n", builder, __LINE__, stream.ulIFrameInterval);
-    LogTrace("%s %d VideoConfig[1].iFrameRate      : %d\n", builder, __LINE__, stream.ulFrameRate);
+    LogTrace("%s %d VideoConfig[1].iSmartEncEnable : %d\n", kHandler, __LINE__, stream.ulSmartEncoding);
+    LogTrace("%s %d VideoConfig[1].iGovLength      : %d\n", kHandler, __LINE__, stream.ulIFrameInterval);
+    LogTrace("%s %d VideoConfig[1].iFrameRate      : %d\n", kHandler, __LINE__, stream.ulFrameRate);
 }
 
 // Three equal entries that describe a stream which the camera does not combine with others.
@@ -155,7 +156,7 @@ const char kCombineEncodeParam[] =
 void BuildAVEncEncode(ReplyText* text)
 {
     const Encoding encoding = ReadEncoding();
-    LogSizes(__func__, encoding);
+    LogSizes(encoding);
     Add(text, "[{");
     AddExtraFormat(encoding, PlainDetails(encoding.video.stream[1], /* isMain= */ false), text);
     Add(text, ",");
@@ -166,12 +167,12 @@ void BuildAVEncEncode(ReplyText* text)
 void BuildSimplifyEncode(ReplyText* text)
 {
     const Encoding encoding = ReadEncoding();
-    LogSizes(__func__, encoding);
-    LogSubStream(__func__, encoding.video.stream[1]);
+    LogSizes(encoding);
+    LogSubStream(encoding.video.stream[1]);
     Add(text, "[{");
     AddExtraFormat(encoding, SimplifiedDetails(encoding.video.stream[1]), text);
     Add(text, ",");
-    LogTrace("%s %d main VideoConfig[0].iBitrate : %d\n", __func__, __LINE__,
+    LogTrace("%s %d main VideoConfig[0].iBitrate : %d\n", kHandler, __LINE__,
              encoding.video.stream[0].ulBitRateKbps);
     AddMainFormat(encoding, SimplifiedDetails(encoding.video.stream[0]), text);
     Add(text, "}]");

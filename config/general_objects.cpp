@@ -52,7 +52,7 @@ void BuildTimeZone(ReplyText* text)
 {
     uint8_t index = 0;
     (void)CameraGetTimeZone(&index);
-    LogTrace("%s %d: timezone = %d\n", __func__, __LINE__, index);
+    LogTrace("%s %d: timezone = %d\n", "ProcessGetConfigReq", __LINE__, index);
     Add(text, R"({"FirstUserTimeZone":0,"timeMin":@})",
         Number(MinutesOf(index < kTimeZones ? index : kDefaultTimeZone)));
 }
