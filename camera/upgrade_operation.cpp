@@ -3,6 +3,8 @@
 #include <signal.h>
 #include <unistd.h>
 
+#include <algorithm>
+#include <climits>
 #include <cstdio>
 #include <cstdlib>
 #include <cstring>
@@ -56,6 +58,12 @@ bool IsForThisCamera(const PackageHeader& header)
     return false;
 }
 
+// The number at the start of a line; 0 for none. Cut to a process id, a larger one might mean everybody.
+pid_t ReadPid(const char* line)
+{
+    return static_cast<pid_t>(std::clamp(strtol(line, nullptr, 10), 0L, long{INT_MAX}));
+}
+
 void SignalMainHost()
 {
     LogTrace("before Get Pid By Name\n");
@@ -63,12 +71,14 @@ void SignalMainHost()
     if (list == nullptr)
         return;
     char line[256];
+    bool isStart = true; // a long line comes in pieces, and only the first one begins with its number
     while (fgets(line, sizeof line, list) != nullptr) {
-        const long pid = strtol(line, nullptr, 10);
+        const pid_t pid = isStart ? ReadPid(line) : 0;
+        isStart = strchr(line, '\n') != nullptr;
         if (pid <= 1) // a line without a number must not signal everybody
             continue;
-        LogTrace("pidNum: %d \n", static_cast<int>(pid));
-        (void)kill(static_cast<pid_t>(pid), SIGUSR2); // it may have ended meanwhile
+        LogTrace("pidNum: %d \n", pid);
+        (void)kill(pid, SIGUSR2); // it may have ended meanwhile
     }
     pclose(list);
 }
