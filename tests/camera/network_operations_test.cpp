@@ -86,7 +86,7 @@ TEST(DeviceSetters, SendTheirFieldsInOrder)
         {"zone", [] { return CameraSetTimeZone(0, 40); }, 0, {SentByte(221, 0), SentByte(223, 40)}},
         {"zone and mode", [] { return CameraSetTimeZone(256, 0); }, 0, {SentByte(221, 2), SentByte(223, 0)}},
         {"new account", [] { return CameraCreateUser(&kLongUser); }, 0, {SentText(248, account)}},
-        {"no account", [] { return CameraDelUser(&kLongUser); }, 0, {SentText(249, account)}},
+        {"account gone", [] { return CameraDelUser(&kLongUser); }, 0, {SentText(249, account)}},
         {"other account", [] { return CameraSetUser(&kLongUser); }, 0, {SentText(250, account)}},
         {"empty list", [] { return CameraCreateUser(&kNobody); }, -1, {}},
         {"defaults", [] { return CameraFactoryDefault(1); }, 0, {SentByte(243, 1)}},
