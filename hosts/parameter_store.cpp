@@ -300,8 +300,11 @@ int32_t ParameterStore::ApplyPtz(const FieldPlace& place, std::span<const uint8_
     default:
         done = motors_.Act(action, nowMs);
     }
-    if (!done)
-        return Refuse(place, "no such action, preset or tour", value.size());
+    if (!done) {
+        LogWarn("parameter %u (%s): refused, there is no such action, preset or tour\n", place.ulField,
+                place.name);
+        return -1;
+    }
     TellHead();
     return 0;
 }
