@@ -69,17 +69,17 @@ void AddQuoted(ReplyText* text, std::string_view value)
 void AddValue(ReplyText* text, const JsonValue& value)
 {
     switch (value.kind) {
-    case JsonValue::kNumber:
+    case JsonKind::kNumber:
         return AddNumber(text, value.number);
-    case JsonValue::kFlag:
+    case JsonKind::kFlag:
         return AddPlain(text, value.number != 0 ? "true" : "false");
-    case JsonValue::kQuoted:
+    case JsonKind::kQuoted:
         return AddQuoted(text, value.text);
-    case JsonValue::kPlain:
+    case JsonKind::kPlain:
         return AddPlain(text, value.text);
-    case JsonValue::kHex:
+    case JsonKind::kHex:
         return AddHex(text, static_cast<uint32_t>(value.number), "0123456789abcdef");
-    case JsonValue::kUpperHex:
+    case JsonKind::kUpperHex:
         return AddHex(text, static_cast<uint32_t>(value.number), "0123456789ABCDEF");
     }
 }

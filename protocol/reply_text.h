@@ -22,39 +22,41 @@ struct ReplyText {
     bool isCut = false; // something did not fit
 };
 
+enum class JsonKind : uint8_t { kNumber, kFlag, kQuoted, kPlain, kHex, kUpperHex };
+
 struct JsonValue {
-    enum Kind : uint8_t { kNumber, kFlag, kQuoted, kPlain, kHex, kUpperHex } kind;
+    JsonKind kind;
     int64_t number = 0;
     std::string_view text{};
 };
 
 constexpr JsonValue Number(int64_t value)
 {
-    return {.kind = JsonValue::kNumber, .number = value};
+    return {.kind = JsonKind::kNumber, .number = value};
 }
 constexpr JsonValue Flag(bool value)
 {
-    return {.kind = JsonValue::kFlag, .number = value};
+    return {.kind = JsonKind::kFlag, .number = value};
 }
 // A text; a null pointer travels as the empty text.
 constexpr JsonValue Quoted(const char* text)
 {
-    return {.kind = JsonValue::kQuoted, .text = text != nullptr ? text : ""};
+    return {.kind = JsonKind::kQuoted, .text = text != nullptr ? text : ""};
 }
 // JSON that is ready to travel: a literal or a piece of one.
 constexpr JsonValue Plain(std::string_view json)
 {
-    return {.kind = JsonValue::kPlain, .text = json};
+    return {.kind = JsonKind::kPlain, .text = json};
 }
 // The text "0x%08x", quoted; session ids and most masks.
 constexpr JsonValue Hex(uint32_t value)
 {
-    return {.kind = JsonValue::kHex, .number = value};
+    return {.kind = JsonKind::kHex, .number = value};
 }
 // The text "0x%08X", quoted.
 constexpr JsonValue UpperHex(uint32_t value)
 {
-    return {.kind = JsonValue::kUpperHex, .number = value};
+    return {.kind = JsonKind::kUpperHex, .number = value};
 }
 
 // JSON with `places` values left open. The literal is borrowed for ever.

@@ -16,6 +16,7 @@ enum ExitCode {
     kExitLocal = 6,       // a file, the encoder or the decoder of this machine
     kExitNoMedia = 7,     // the session stands, but no picture came
     kExitCameraError = 8, // the camera answered with another result than 100
+    kExitDiffers = 9,     // the camera's settings are not those of the file, or not what was asked for
 };
 
 class Failure : public std::runtime_error {

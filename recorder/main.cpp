@@ -15,37 +15,50 @@ extern "C" {
 
 namespace {
 
+constexpr char kHost[] = "HOST[:PORT] of the camera, port 9000 when left out";
+constexpr char kHostOrMac[] = "HOST[:PORT] of the camera, or its MAC as discover shows it";
+
 constexpr struct {
     const char* name;
+    const char* host; // what the argument HOST is; null for a command without one
     const char* about;
     AddCommand* add;
 } kCommands[] = {
-    {"live", "Receive live video and audio", AddLive},
-    {"snapshot", "Save one picture as PNG", AddSnapshot},
-    {"raw", "Send any request and show the answer", AddRaw},
-    {"info", "Log in and show what the camera says about itself", AddInfo},
-    {"ptz", "Move the camera or its lens", AddPtz},
-    {"preset", "Store, visit or forget a position", AddPreset},
-    {"tour", "Start, stop or edit a tour of presets", AddTour},
-    {"alarms", "Subscribe to alarms and print them", AddAlarms},
-    {"keyframe", "Ask for a key frame on both streams", AddKeyFrame},
-    {"time", "Show the camera's clock, or set it", AddTime},
-    {"reboot", "Let the camera start again", AddReboot},
-    {"factory-default", "Restore the factory settings", AddFactoryDefault},
-    {"users", "List the camera's accounts", AddUsers},
-    {"console", "Print the camera's debug console", AddConsole},
+    {"discover", nullptr, "List the cameras on the local network", AddDiscover},
+    {"info", kHost, "Show what the camera says about itself", AddInfo},
+    {"live", kHost, "Receive live video and audio", AddLive},
+    {"snapshot", kHost, "Save one picture as PNG", AddSnapshot},
+    {"get", kHost, "Show configuration objects", AddGet},
+    {"set", kHost, "Change a configuration object", AddSet},
+    {"set-address", kHostOrMac, "Give a camera on the local network another address", AddSetAddress},
+    {"diff", kHost, "Show what has changed since a get --all", AddDiff},
+    {"restore", kHost, "Set back what has changed since a get --all", AddRestore},
+    {"ptz", kHost, "Move the camera or its lens", AddPtz},
+    {"preset", kHost, "Store, visit or forget a position", AddPreset},
+    {"tour", kHost, "Start, stop or edit a tour of presets", AddTour},
+    {"alarms", kHost, "Subscribe to alarms and print them", AddAlarms},
+    {"keyframe", kHost, "Ask for a key frame on both streams", AddKeyFrame},
+    {"time", kHost, "Show the camera's clock, or set it", AddTime},
+    {"reboot", kHost, "Let the camera start again", AddReboot},
+    {"factory-default", kHost, "Restore the factory settings", AddFactoryDefault},
+    {"users", kHost, "List the camera's accounts", AddUsers},
+    {"console", kHost, "Print the camera's debug console", AddConsole},
+    {"raw", kHost, "Send any request and show the answer", AddRaw},
 };
 
 constexpr char kFooter[] =
     "Exit codes: 0 done, 1 usage, 2 unreachable, 3 timed out, 4 closed by the camera,\n"
-    "5 not this protocol, 6 file or codec error here, 7 no media, 8 refused by the camera";
+    "5 not this protocol, 6 file or codec error here, 7 no media, 8 refused by the camera,\n"
+    "9 the camera's settings differ";
 
-void AddCommonOptions(CLI::App& app, CommonOptions& common)
+void AddCommonOptions(CLI::App& app, const char* host, CommonOptions& common)
 {
-    app.add_option("HOST", common.host, "HOST[:PORT] of the camera, port 9000 when left out")->required();
-    app.add_option("--timeout", common.timeoutSeconds, "Longest wait for the camera, in seconds")
-        ->check(SecondsBetween(0.1, 3600))
-        ->capture_default_str();
+    if (host != nullptr) {
+        app.add_option("HOST", common.host, host)->required();
+        app.add_option("--timeout", common.timeoutSeconds, "Longest wait for the camera, in seconds")
+            ->check(SecondsBetween(0.1, 3600))
+            ->capture_default_str();
+    }
     app.add_flag("--json", common.json, "Answer in JSON, for machines");
 }
 
@@ -67,7 +80,7 @@ int Run(int argc, char** argv)
     CommandRun run;
     for (const auto& command : kCommands) {
         CLI::App* sub = app.add_subcommand(command.name, command.about);
-        AddCommonOptions(*sub, common);
+        AddCommonOptions(*sub, command.host, common);
         sub->callback([&run, chosen = command.add(*sub, common)] { run = chosen; });
     }
     try {

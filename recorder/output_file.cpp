@@ -74,3 +74,14 @@ int OutputFile::Close()
     const int fd = fd_.release();
     return fd >= 0 && close(fd) != 0 ? errno : 0;
 }
+
+void SaveFile(const std::string& path, std::span<const uint8_t> bytes)
+{
+    const std::atomic<bool> giveUp = false;
+    OutputFile file(path, giveUp);
+    int error = file.Write(bytes);
+    if (error == 0)
+        error = file.Close();
+    if (error != 0)
+        file.ThrowError(error);
+}

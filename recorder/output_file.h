@@ -38,3 +38,6 @@ class OutputFile {
     UniqueFd fd_;
     bool isRegular_ = false;
 };
+
+// Writes a whole file, as above. Throws Failure.
+void SaveFile(const std::string& path, std::span<const uint8_t> bytes);

@@ -126,33 +126,82 @@ Reply Session::Login()
     return reply;
 }
 
-Reply Session::Request(uint16_t requestId, std::string_view body)
+uint32_t Session::SendRequest(uint16_t requestId, std::string_view body, TimePoint deadline)
 {
     if (body.size() > kMaxBodyBytes)
         throw Failure(kExitUsage, "a request holds at most " + std::to_string(kMaxBodyBytes) + " bytes");
-    const TimePoint deadline = Clock::now() + timeout_;
     WaitForOutstanding(deadline);
     const MessageHeader header = NewHeader(requestId);
     command_.Send(header, body);
+    return header.ulSeqNum;
+}
+
+std::optional<Reply> Session::AwaitReply(uint16_t requestId, uint32_t first, uint32_t last,
+                                         TimePoint deadline)
+{
     try {
         for (;;) {
             const Message message = command_.Receive(deadline);
-            if (IsAnswer(message.header, header))
+            if (message.header.usMessageId == ReplyId(requestId) &&
+                message.header.ulSeqNum - first <= last - first)
                 return MakeReply(message);
             Note(message);
         }
     } catch (const Failure& failure) {
         if (failure.code() != kExitTimedOut)
             throw;
-        throw Failure(kExitTimedOut, command_.name() + ": timed out: " + Unanswered(requestId));
+        return std::nullopt;
     }
+}
+
+void Session::ThrowUnanswered(uint16_t requestId) const
+{
+    throw Failure(kExitTimedOut, command_.name() + ": timed out: " + Unanswered(requestId));
+}
+
+Reply Session::Request(uint16_t requestId, std::string_view body)
+{
+    const TimePoint deadline = Clock::now() + timeout_;
+    const uint32_t seqNum = SendRequest(requestId, body, deadline);
+    if (auto reply = AwaitReply(requestId, seqNum, seqNum, deadline))
+        return std::move(*reply);
+    ThrowUnanswered(requestId);
 }
 
 Reply Session::RequestOk(uint16_t requestId, std::string_view body)
 {
     Reply reply = Request(requestId, body);
-    CheckResult(reply, command_.name());
+    CheckResult(reply);
     return reply;
+}
+
+Reply Session::RequestTwiceOk(uint16_t requestId, std::string_view body, milliseconds patience)
+{
+    TimePoint deadline = Clock::now() + timeout_;
+    const uint32_t first = SendRequest(requestId, body, deadline);
+    auto reply = AwaitReply(requestId, first, first, std::min(Clock::now() + patience, deadline));
+    if (!reply) {
+        deadline = Clock::now() + timeout_;
+        const uint32_t second = SendRequest(requestId, body, deadline);
+        reply = AwaitReply(requestId, first, second, deadline);
+        // Late, not dropped: the second one is still under way, and the next request must not join it.
+        if (reply && reply->header.ulSeqNum == first)
+            (void)AwaitReply(requestId, second, second, deadline);
+    }
+    if (!reply)
+        ThrowUnanswered(requestId);
+    CheckResult(*reply);
+    return std::move(*reply);
+}
+
+void Session::CheckResult(const Reply& reply) const
+{
+    ::CheckResult(reply, command_.name());
+}
+
+std::string Session::idText() const
+{
+    return SessionText(id_);
 }
 
 std::string Session::MonitorBody(const char* action, const Stream& stream) const
@@ -172,7 +221,7 @@ Connection Session::Claim(const Stream& stream)
         const Message message = media.Receive(deadline);
         if (!IsAnswer(message.header, header))
             continue;
-        CheckResult(MakeReply(message), media.name());
+        ::CheckResult(MakeReply(message), media.name());
         return media;
     }
 }

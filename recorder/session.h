@@ -44,6 +44,11 @@ class Session {
     Reply Request(uint16_t requestId, std::string_view body);
     // The same, but throws kExitCameraError for another result than 100.
     Reply RequestOk(uint16_t requestId, std::string_view body);
+    // The same, for a request that the camera may drop without a word: it is sent once more when no answer
+    // has come for `patience`, and the answer to either of the two counts. Twice must do as much as once.
+    Reply RequestTwiceOk(uint16_t requestId, std::string_view body, milliseconds patience);
+    // Throws unless the reply carries the result 100.
+    void CheckResult(const Reply& reply) const;
 
     // Sends one request whose answer matters to nobody; the next request waits for it all the same.
     void Post(uint16_t requestId, std::string_view body);
@@ -69,11 +74,17 @@ class Session {
 
     [[nodiscard]] const Connection& command() const { return command_; }
     [[nodiscard]] uint32_t id() const { return id_; }
+    [[nodiscard]] std::string idText() const; // as it stands in JSON
+    [[nodiscard]] milliseconds timeout() const { return timeout_; }
     [[nodiscard]] uint64_t alarms() const { return alarms_; }
     // Replaces the limit of every later wait.
     void setTimeout(milliseconds timeout) { timeout_ = timeout; }
 
   private:
+    uint32_t SendRequest(uint16_t requestId, std::string_view body, TimePoint deadline);
+    // The answer to a request with one of the sequence numbers `first` to `last`; nothing at the deadline.
+    std::optional<Reply> AwaitReply(uint16_t requestId, uint32_t first, uint32_t last, TimePoint deadline);
+    [[noreturn]] void ThrowUnanswered(uint16_t requestId) const;
     // A request whose answer nobody waits for at this moment.
     struct Outstanding {
         uint32_t seqNum;

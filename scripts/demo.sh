@@ -1,31 +1,61 @@
 #!/bin/bash
 # From nothing to a picture: a bench camera and the server beside it in the sandbox, a recorder at the
-# other end of the camera's network. Leaves demo/: two clips, a snapshot, the logs. Needs ./run build.
+# other end of the camera's network, which finds it, watches it, changes its settings and sets them back.
+# Leaves demo/: clips, a snapshot, the settings, the logs. Needs ./run build.
 set -eu
 cd "$(dirname "$0")/.."
 seconds=${DEMO_SECONDS:-10}
 
+recorder() { # COMMAND [ARGUMENT...]: the recorder's tool at the other end of the camera's network
+    on-recorder-side build/bin/velmora "$@" 2>> demo/recorder.log
+}
+
+told() { # the same, shown as a user would type it
+    printf '\n$ velmora %s\n' "$*"
+    recorder "$@"
+}
+
+watch_both() { # two clips and a picture of what the camera plays
+    local extra_pid status=0
+    recorder live "$CAMERA" --stream extra -o demo/extra.mp4 --duration "$seconds" --json > demo/extra.json &
+    extra_pid=$!
+    recorder live "$CAMERA" --stream main -o demo/main.mkv --duration "$seconds" --json > demo/main.json || status=1
+    wait $extra_pid || status=1
+    recorder snapshot "$CAMERA" demo/snapshot.png || status=1
+    return $status
+}
+
+configure_and_restore() { # settings are read, changed, seen in the picture and set back
+    local status=0
+    told get "$CAMERA" --all -o demo/before.json || status=1
+    told set "$CAMERA" Simplify.Encode \
+        '{"MainFormat":{"Video":{"Compression":"H.264","Resolution":"720P","FPS":15}}}' || status=1
+    told set "$CAMERA" NetWork.NetCommon '{"HostName":"front-door"}' || status=1
+    told diff "$CAMERA" demo/before.json | grep -v CombineEncode || status=1
+    recorder live "$CAMERA" -o demo/changed.mkv --duration 4 --json > demo/changed.json || status=1
+    told restore "$CAMERA" demo/before.json || status=1
+    recorder get "$CAMERA" --all -o demo/after.json || status=1
+    cmp demo/before.json demo/after.json || status=1
+    return $status
+}
+
 scene() { # runs inside the sandbox
-    local camera_pid extra_pid status=0
+    local camera_pid status=0
     # The camera's own lines and the server's standard output in one log, the server's diagnostics in another.
     build/bin/velmora-bench-camera --clips build/clips --server build/bin/Velmora_server \
         > demo/camera.log 2> demo/server.log &
     camera_pid=$!
     for _ in $(seq 200); do # until the server listens
-        if on-recorder-side build/bin/velmora info "$CAMERA" > demo/login.txt 2> demo/recorder.log; then
-            break
-        fi
+        recorder time "$CAMERA" > demo/time.txt && break
         kill -0 $camera_pid || { echo "demo: the bench camera ended; see demo/camera.log" >&2 && return 1; }
         sleep 0.1
     done
-    cat demo/login.txt
-    on-recorder-side build/bin/velmora live "$CAMERA" --stream extra -o demo/extra.mp4 \
-        --duration "$seconds" --json > demo/extra.json 2>> demo/recorder.log &
-    extra_pid=$!
-    on-recorder-side build/bin/velmora live "$CAMERA" --stream main -o demo/main.mkv \
-        --duration "$seconds" --json > demo/main.json || status=1
-    wait $extra_pid || status=1
-    on-recorder-side build/bin/velmora snapshot "$CAMERA" demo/snapshot.png || status=1
+    : > demo/recorder.log
+    told discover --timeout 2 || status=1
+    told info "$CAMERA" > demo/info.txt || status=1
+    head -12 demo/info.txt
+    watch_both || status=1
+    configure_and_restore || status=1
     kill $camera_pid
     wait $camera_pid || status=1
     return $status
@@ -57,6 +87,7 @@ printf '\n%-16s %-6s %-10s %6s   %-10s %6s\n' clip video size frames audio error
 # Nothing is lost on the way: as many frames as the seconds hold, less those before the first key frame.
 check_clip demo/main.mkv hevc 1920x1080 $((seconds * 20)) || failed=1
 check_clip demo/extra.mp4 h264 720x480 $((seconds * 20)) || failed=1
+check_clip demo/changed.mkv h264 1280x720 45 || failed=1 # 4 s at 15 frames a second
 snapshot=$(ffprobe -v error -show_entries stream=codec_name,width,height -of csv=p=0 demo/snapshot.png)
 printf '%-16s %s\n' demo/snapshot.png "$snapshot"
 [ "$snapshot" = png,1920,1080 ] || failed=1
@@ -71,7 +102,8 @@ Watch demo/main.mkv in any player, or look at demo/snapshot.png. To try it yours
   tests/sandbox.sh bash
   build/bin/velmora-bench-camera --clips build/clips --server build/bin/Velmora_server 2> server.log &
   on-recorder-side build/bin/velmora live $CAMERA -o - --duration 10 | ffprobe -
-  on-recorder-side build/bin/velmora raw $CAMERA 1006
+  on-recorder-side build/bin/velmora get $CAMERA --all
+  on-recorder-side build/bin/velmora --help
 
 docs/protocol.md tells what goes over the wire, docs/ipc.md what the camera's processes share.
 TEXT

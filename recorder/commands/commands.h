@@ -10,7 +10,7 @@
 
 #include "recorder/connection.h"
 
-// Options that every command has.
+// Options that every command has, but that a command without HOST says itself how long it waits.
 struct CommonOptions {
     std::string host;
     double timeoutSeconds = 10;
@@ -41,7 +41,10 @@ using AddCommand = CommandRun(CLI::App& app, const CommonOptions& common);
 
 AddCommand AddAlarms;
 AddCommand AddConsole;
+AddCommand AddDiff;
+AddCommand AddDiscover;
 AddCommand AddFactoryDefault;
+AddCommand AddGet;
 AddCommand AddInfo;
 AddCommand AddKeyFrame;
 AddCommand AddLive;
@@ -49,7 +52,17 @@ AddCommand AddPreset;
 AddCommand AddPtz;
 AddCommand AddRaw;
 AddCommand AddReboot;
+AddCommand AddRestore;
+AddCommand AddSet;
+AddCommand AddSetAddress;
 AddCommand AddSnapshot;
 AddCommand AddTime;
 AddCommand AddTour;
 AddCommand AddUsers;
+
+// The option of every command that may search the network.
+inline void AddInterfaceOption(CLI::App& app, std::string& interface)
+{
+    app.add_option("--interface", interface,
+                   "Network interface to search on, such as eth0; all that can broadcast when left out");
+}

@@ -15,17 +15,6 @@ struct SnapshotOptions {
     std::string stream = "main";
 };
 
-void Save(const std::string& path, const std::vector<uint8_t>& bytes)
-{
-    const std::atomic<bool> giveUp = false;
-    OutputFile file(path, giveUp);
-    int error = file.Write(bytes);
-    if (error == 0)
-        error = file.Close();
-    if (error != 0)
-        file.ThrowError(error);
-}
-
 void Report(const SnapshotOptions& options, const VideoFormat& format, bool json)
 {
     FILE* out = options.output == "-" ? stderr : stdout; // the picture itself may be what stdout carries
@@ -51,7 +40,7 @@ CommandRun AddSnapshot(CLI::App& app, const CommonOptions& common)
     app.add_option("--stream", options->stream, "main, extra, extra1 or extra2")->capture_default_str();
     return [options, &common] {
         const Picture picture = TakeSnapshot(common.address(), FindStream(options->stream), common.timeout());
-        Save(options->output, picture.png);
+        SaveFile(options->output, picture.png);
         Report(*options, picture.format, common.json);
         return 0;
     };

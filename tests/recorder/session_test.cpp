@@ -3,6 +3,8 @@
 #include <gtest/gtest.h>
 #include <poll.h>
 
+#include <cstring>
+
 #include "recorder/failure.h"
 #include "tests/recorder/fake_camera.h"
 
@@ -48,6 +50,24 @@ TEST(Session, TakesTheAnswerThatMatchesAndNoOther)
         EXPECT_EQ(session.Request(requestId, "{}").text, "mine");
         EXPECT_EQ(session.alarms(), 1U);
     }
+}
+
+// A camera that is slow, not deaf: it answers both, and nothing may be sent before it has.
+TEST(Session, TakesALateAnswerAndWaitsForTheOther)
+{
+    FakeCamera camera({[](Peer& peer) {
+        uint8_t both[2][22]; // header and "{}"; on a slow machine one read may hold both
+        EXPECT_EQ(recv(peer.fd.get(), both, sizeof both, MSG_WAITALL), 44);
+        EXPECT_EQ(memcmp(both[0] + 12, both[1] + 12, 10), 0) << "the same but for its number";
+        peer.Send(Wire(1041, LoadLe<uint32_t>(both[0] + 8), R"({"Ret":100})"));
+        pollfd entry{peer.fd.get(), POLLIN, 0};
+        EXPECT_EQ(poll(&entry, 1, 50), 0) << "the next request must wait";
+        peer.Send(Wire(1041, LoadLe<uint32_t>(both[1] + 8), R"({"Ret":100})"));
+        peer.Answer();
+    }});
+    Session session(camera.address, kLong);
+    session.RequestTwiceOk(1040, "{}", milliseconds(10));
+    session.RequestOk(1042, "{}");
 }
 
 TEST(Session, KeepsItsIntervalWhateverTheCameraNames)

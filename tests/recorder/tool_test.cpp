@@ -1,31 +1,14 @@
 // The program as a user runs it: exit codes, the line on standard error, what is on standard output.
 
 #include <gtest/gtest.h>
-#include <sys/wait.h>
 
 #include <csignal>
-#include <cstdlib>
 
 #include "recorder/failure.h"
 #include "tests/recorder/clip.h"
-#include "tests/recorder/fake_camera.h"
+#include "tests/recorder/run_tool.h"
 
 namespace {
-
-struct Outcome {
-    int code;
-    std::string out, err;
-};
-
-// Runs the program with these words; $HOST stands for the camera. Leaves its process id in a file.
-Outcome RunTool(const TempFolder& folder, const FakeCamera& camera, const std::string& words)
-{
-    const std::string command = "cd " + folder.path + "; HOST=" + PrintHostPort(camera.address) +
-                                "; echo $$ >pid; exec " VELMORA_TOOL " " + words + " >out 2>err";
-    const int status = std::system(command.c_str());
-    return {WIFEXITED(status) ? WEXITSTATUS(status) : -1, OutputOf("cat " + folder.File("out")),
-            OutputOf("cat " + folder.File("err"))};
-}
 
 TEST(Tool, EndsWithItsCodeAndOneLine)
 {

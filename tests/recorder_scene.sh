@@ -1,0 +1,50 @@
+#!/bin/bash
+# A recorder configures a camera and brings it back: every kind of setting is changed, the address too, the
+# change is seen in the picture, and after the restoration the camera says what it said before.
+# Runs in the sandbox: tests/sandbox.sh tests/recorder_scene.sh PROGRAMS CLIPS; VELMORA_SERVER names another
+# server to try.
+set -eu
+programs=$1 clips=$2
+work=$(mktemp -d)
+"$programs/velmora-bench-camera" --apply-network --state "$work/state.json" --clips "$clips" \
+    --server "${VELMORA_SERVER:-$programs/Velmora_server}" > "$work/camera.log" 2>&1 &
+bench=$!
+trap 'kill $bench; wait $bench || true; rm -r "$work"' EXIT
+
+recorder() {
+    on-recorder-side "$programs/velmora" "$@"
+}
+fail() {
+    echo "recorder_scene.sh: $*" >&2
+    tail -40 "$work/camera.log" >&2
+    exit 1
+}
+for _ in $(seq 300); do # until the server listens
+    recorder time "$CAMERA" > /dev/null 2>&1 && break
+    kill -0 $bench || fail 'the bench camera ended'
+    sleep 0.1
+done
+
+recorder discover --timeout 2 | grep -q "^$CAMERA .*02:00:5E:A1:B2:C3" || fail 'not found'
+recorder get "$CAMERA" --all -o "$work/before.json"
+recorder set "$CAMERA" System.TimeZone '{"timeMin":-480}'
+recorder set "$CAMERA" 'AVEnc.VideoColor.[0]' '[{"VideoColorParam":{"Brightness":10,"Contrast":90}}]'
+recorder set "$CAMERA" 'Detect.MotionDetect.[0]' '{"Enable":true,"Level":6,"Region":["0x00ff00ff"]}'
+recorder set "$CAMERA" Simplify.Encode '{
+    "MainFormat":{"AudioEnable":false,"Audio":{},"Video":{"Compression":"H.264","Resolution":"720P","FPS":12,
+        "GOP":4,"BitRate":2048,"BitRateControl":"VBR","Quality":5}},
+    "ExtraFormat":{"Video":{"FPS":10,"BitRate":512,"GOP":3}}}'
+moved=192.0.2.77
+recorder set "$CAMERA" NetWork.NetCommon \
+    "{\"HostName\":\"front-door\",\"HttpPort\":8081,\"HostIP\":\"$moved\"}" |
+    grep -q "the camera is at $moved" || fail 'not found again'
+
+live=$(recorder live $moved --duration 2)
+grep -q '^main: H.264 1280x720' <<< "$live" || fail "the picture is not what was set: $live"
+grep -q ' 0 gaps, 0 damaged' <<< "$live" || fail "media was lost: $live"
+
+recorder restore $moved "$work/before.json" | grep -q "the camera is at $CAMERA" || fail 'not moved back'
+recorder get "$CAMERA" --all -o "$work/after.json"
+cmp "$work/before.json" "$work/after.json" || fail 'not restored'
+grep -E 'ERROR: (Address|Leak)|WARNING: ThreadSanitizer|runtime error' "$work/camera.log" && fail 'a sanitizer complains'
+exit 0
