@@ -3,10 +3,8 @@
 #include <algorithm>
 #include <charconv>
 #include <cstring>
-#include <string_view>
 #include <utility>
 
-#include "common/clock.h"
 #include "common/little_endian.h"
 #include "common/log.h"
 #include "hosts/parameter_defaults.h"
@@ -14,19 +12,7 @@
 
 namespace {
 
-constexpr char kUsersMember[] = "users";              // the list of users as it lies in the block
-constexpr std::string_view kPresetPrefix = "preset/"; // a preset's position as text
-constexpr uint8_t kTourChannel = 0; // where recorders edit the tours, whatever channel they steer
-
-// PTZ actions with a value; the head knows the others.
-enum PtzAction : uint8_t {
-    kPresetSet = 16,
-    kPresetClear = 17,
-    kPresetGoTo = 18,
-    kTourStart = 25,
-    kTourStop = 26,
-};
-
+constexpr char kUsersMember[] = "users"; // the list of users as it lies in the block
 uint32_t LoadNumber(std::span<const uint8_t> value)
 {
     uint32_t number = 0;
@@ -273,62 +259,6 @@ void ParameterStore::TellHead()
         watch_.onHead(motors_.HasMoved());
 }
 
-int32_t ParameterStore::ApplyPtz(const FieldPlace& place, std::span<const uint8_t> value)
-{
-    const uint8_t action = value[1];
-    const uint8_t number = value[4];
-    const int64_t nowMs = MonotonicMs();
-    LogInfo("parameter %u (%s): action %u, value %u, at %s\n", place.ulField, place.name, action, number,
-            TextOfPosition(motors_.At(nowMs)).c_str());
-    bool done = false;
-    switch (action) {
-    case kPresetSet:
-        done = SetPreset(number, nowMs);
-        break;
-    case kPresetClear:
-        done = ClearPreset(number);
-        break;
-    case kPresetGoTo:
-        done = motors_.GoToPreset(number, nowMs);
-        break;
-    case kTourStart:
-        done = StartTour(number, nowMs);
-        break;
-    case kTourStop:
-        done = motors_.StopTour(number, nowMs);
-        break;
-    default:
-        done = motors_.Act(action, nowMs);
-    }
-    if (!done) {
-        LogWarn("parameter %u (%s): refused, there is no such action, preset or tour\n", place.ulField,
-                place.name);
-        return -1;
-    }
-    TellHead();
-    return 0;
-}
-
-// Kept as it is read back, so that the head finds the same place after a restart.
-bool ParameterStore::SetPreset(uint8_t preset, int64_t nowMs)
-{
-    const std::string text = TextOfPosition(motors_.At(nowMs));
-    return LoadPreset(std::string(kPresetPrefix) + std::to_string(preset), text);
-}
-
-bool ParameterStore::ClearPreset(uint8_t preset)
-{
-    changes_.erase(std::string(kPresetPrefix) + std::to_string(preset));
-    Save();
-    return motors_.ClearPreset(preset);
-}
-
-bool ParameterStore::StartTour(uint8_t tour, int64_t nowMs)
-{
-    const TourPlace place{.ucChannel = kTourChannel, .ucTour = tour};
-    return TourExists(place) && motors_.StartTour(tour, ReadTour(block_, place), nowMs);
-}
-
 void ParameterStore::Keep(const std::string& name, ParameterValue value)
 {
     const auto [entry, isNew] = changes_.try_emplace(name);
@@ -353,21 +283,6 @@ void ParameterStore::LoadUsers(const ParameterValue& value)
     changes_[kUsersMember] = value;
 }
 
-// A preset's name is the prefix and its number.
-bool ParameterStore::LoadPreset(const std::string& name, const ParameterValue& value)
-{
-    uint8_t preset = 0;
-    const char* const end = name.data() + name.size();
-    const auto* const text = std::get_if<std::string>(&value);
-    const auto position = text == nullptr ? std::nullopt : PositionOfText(*text);
-    const auto [last, error] = std::from_chars(name.data() + kPresetPrefix.size(), end, preset);
-    if (!position || error != std::errc{} || last != end)
-        return false;
-    motors_.SetPreset(preset, *position);
-    Keep(name, value);
-    return true;
-}
-
 bool ParameterStore::LoadField(const std::string& name, const ParameterValue& value)
 {
     uint32_t field = 0;
@@ -388,7 +303,7 @@ void ParameterStore::Load(const ParameterChanges& changes)
     for (const auto& [name, value] : changes)
         if (name == kUsersMember)
             LoadUsers(value);
-        else if (name.starts_with(kPresetPrefix) ? !LoadPreset(name, value) : !LoadField(name, value))
+        else if (name.starts_with(kPresetMembers) ? !LoadPreset(name, value) : !LoadField(name, value))
             LogWarn("%s: \"%s\" is left out: not the kind of value it takes\n", stateFile_.c_str(),
                     name.c_str());
     loading_ = false;

@@ -13,12 +13,16 @@
 #include <optional>
 #include <span>
 #include <string>
+#include <string_view>
 
 #include "camera/parameter_block_layout.h"
 #include "hosts/motors.h"
 #include "hosts/parameter_fields_table.h"
 #include "hosts/parameter_state.h"
 #include "hosts/stream_facts.h"
+
+// Presets are kept under this and their number, as the text of their position.
+inline constexpr std::string_view kPresetMembers = "preset/";
 
 // Called with the store's lock held, so in the order of the changes; must not call the store.
 struct ParameterWatch {
