@@ -14,13 +14,13 @@ TEST(AlarmSource, FollowsItsSchedule)
     const auto schedule = MotionScheduleOfText("every=10,for=2.5");
     ASSERT_TRUE(schedule);
     const struct {
-        std::chrono::milliseconds elapsed, at;
+        int elapsedMs, atMs;
         bool motion;
-    } kRows[] = {{0ms, 10s, true},          {2400ms, 10s, true},  {10s, 12500ms, false},
-                 {12499ms, 12500ms, false}, {12500ms, 20s, true}, {20s, 22500ms, false}};
+    } kRows[] = {{0, 10000, true},      {2400, 10000, true},  {10000, 12500, false},
+                 {12499, 12500, false}, {12500, 20000, true}, {20000, 22500, false}};
     for (const auto& row : kRows) {
-        const MotionChange next = NextMotionChange(*schedule, row.elapsed);
-        EXPECT_TRUE(next.at == row.at && next.motion == row.motion) << row.elapsed.count();
+        const MotionChange next = NextMotionChange(*schedule, std::chrono::milliseconds(row.elapsedMs));
+        EXPECT_TRUE(next.at.count() == row.atMs && next.motion == row.motion) << row.elapsedMs;
     }
     for (const char* text :
          {"", "every=10", "every=10,for=10", "every=3,for=10", "every=0,for=0", "every=1,for=0",
