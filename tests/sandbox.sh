@@ -82,9 +82,9 @@ if [ -n "$resolv" ] && [ -e /etc/resolv.conf ]; then
 fi
 
 for name in $recorded; do
-    printf '#!/bin/sh\necho "%s $*" >> /sandbox/calls\n' $name > $root/sandbox/bin/$name
+    printf '#!/bin/sh\necho "%s $*" >> /sandbox/calls\n' "$name" > "$root/sandbox/bin/$name"
     if [ -e "$root/usr/sbin/$name" ]; then
-        chmod +x $root/sandbox/bin/$name && mount --bind $root/sandbox/bin/$name $root/usr/sbin/$name
+        chmod +x "$root/sandbox/bin/$name" && mount --bind "$root/sandbox/bin/$name" "$root/usr/sbin/$name"
     fi
 done
 # shellcheck disable=SC2016 # expanded when it runs
