@@ -3,6 +3,7 @@
 #include <algorithm>
 #include <array>
 #include <cmath>
+#include <cstddef>
 #include <cstring>
 
 namespace {
@@ -66,8 +67,8 @@ void Fill(AVFrame* picture, Area area, Colour colour)
     for (int plane = 0; plane < 3; ++plane) {
         const int halves = plane == 0 ? 0 : 1; // chroma has half the size
         for (int row = top >> halves; row < bottom >> halves; ++row)
-            memset(picture->data[plane] + row * picture->linesize[plane] + (left >> halves), values[plane],
-                   static_cast<size_t>((right >> halves) - (left >> halves)));
+            memset(picture->data[plane] + ptrdiff_t{row} * picture->linesize[plane] + (left >> halves),
+                   values[plane], static_cast<size_t>((right >> halves) - (left >> halves)));
     }
 }
 
@@ -143,7 +144,7 @@ void TestCard::DrawNoise(int64_t number)
     uint32_t random = static_cast<uint32_t>(number) * 2654435761U + 1;
     for (int row = picture_->height * kSceneBottom / kParts; row < picture_->height * kLaneTop / kParts;
          ++row) {
-        uint8_t* const pixels = picture_->data[0] + row * picture_->linesize[0];
+        uint8_t* const pixels = picture_->data[0] + ptrdiff_t{row} * picture_->linesize[0];
         for (int column = 0; column < picture_->width; ++column) {
             random = random * 1664525U + 1013904223U;
             pixels[column] = static_cast<uint8_t>(kMiddle + (random >> (32 - kStrength)));
