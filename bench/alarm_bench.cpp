@@ -7,6 +7,7 @@
 // takes is what lies beyond it.
 
 #include <poll.h>
+#include <sys/socket.h>
 
 #include <algorithm>
 #include <cstdio>
@@ -28,6 +29,7 @@ namespace {
 constexpr size_t kSubscribers = 15;
 constexpr size_t kReaders = kSubscribers - 1; // the last one never reads
 constexpr int kDefaultAlarms = 30;
+constexpr int kFillers = 500; // answers of 3.4 kB each
 constexpr double kGoalMs = 1000 + 60;
 constexpr milliseconds kPatience{5000};
 constexpr FramePattern kSlowPattern{.bitsPerSecond = 256 * 1000};
@@ -71,6 +73,49 @@ std::vector<Subscriber> Subscribe()
     return subscribers;
 }
 
+void SendRaw(int fd, uint16_t id, std::string_view body)
+{
+    MessageHeader header{};
+    header.ucHeadFlag = kHeadFlag;
+    header.ucVersion = kVersion;
+    header.usMessageId = id;
+    header.ulBodyLength = static_cast<uint32_t>(body.size());
+    std::string bytes(kHeaderBytes, '\0');
+    WriteHeader(reinterpret_cast<uint8_t*>(bytes.data()), header);
+    bytes += body;
+    if (send(fd, bytes.data(), bytes.size(), MSG_NOSIGNAL) != static_cast<ssize_t>(bytes.size()))
+        throw std::runtime_error("a subscriber was cut off");
+}
+
+// Asks for more than the connection holds, and reads none of it.
+void Fill(int fd)
+{
+    const int few = 4096;
+    (void)setsockopt(fd, SOL_SOCKET, SO_RCVBUF, &few, sizeof few);
+    for (int i = 0; i < kFillers; i++) {
+        SendRaw(fd, kGetAbilityReq, R"({"Name":"SystemFunction"})");
+        SleepUntilNs(MonotonicNs() + 15'000'000); // the server takes one read as one request
+    }
+}
+
+// Whether fewer answers arrived than were asked for: then the connection was full, and the rest not sent.
+bool WasFull(int fd)
+{
+    std::string bytes;
+    for (pollfd polled{fd, POLLIN, 0}; poll(&polled, 1, 200) > 0;) {
+        char part[65536];
+        const ssize_t got = recv(fd, part, sizeof part, MSG_DONTWAIT);
+        if (got <= 0)
+            throw std::runtime_error("the subscriber that does not read was cut off");
+        bytes.append(part, static_cast<size_t>(got));
+    }
+    constexpr std::string_view kInEach = "SuppportChangeOnvifPort";
+    int answers = 0;
+    for (size_t at = bytes.find(kInEach); at != std::string::npos; at = bytes.find(kInEach, at + 1))
+        answers++;
+    return answers > 0 && answers < kFillers;
+}
+
 // Receives until the condition holds for every reader.
 template <typename Condition> void ReceiveUntil(std::vector<Subscriber>& subscribers, Condition condition)
 {
@@ -112,12 +157,17 @@ int Run(const char* program, int alarms)
     const ShmAttachment block(IpcShareMemInit(kAlarmKey, kAlarmBlockBytes, kAlarmBlockMode));
     const ProcessUnderTest server(program);
     std::vector<Subscriber> subscribers = Subscribe();
+    const int stuck = subscribers.back().session->command().fd();
+    Fill(stuck);
     std::minstd_rand random(1); // writes fall anywhere between two looks at the block
     std::vector<double> delaysMs;
     for (int i = 0; i < alarms; i++) {
         SleepUntilNs(MonotonicNs() + static_cast<int64_t>(random() % 1000) * 1'000'000);
         Measure(block.get(), subscribers, &delaysMs);
+        SendRaw(stuck, kKeepaliveReq, ""); // or it would be dropped as silent
     }
+    if (!WasFull(stuck))
+        throw std::runtime_error("the subscriber that does not read was never full");
     const double worst = *std::ranges::max_element(delaysMs);
     printf("alarm to recorder, %d alarms, %zu readers and one that does not read: p50 %.0f ms, p95 %.0f ms, "
            "max %.0f ms (goal: at most %.0f ms)\n",
