@@ -49,12 +49,16 @@ operate() { # the camera is moved, raises an alarm while it is watched, and star
     told ptz "$CAMERA" left --speed 8 --for 1 || status=1
     told preset "$CAMERA" goto 1 || status=1
 
-    recorder live "$CAMERA" --reconnect -o demo/rebooted.mkv --duration 16 --json > demo/rebooted.json &
+    # In the place of the shell, so that it gets the signal which ends it below.
+    (exec on-recorder-side build/bin/velmora live "$CAMERA" --reconnect -o demo/rebooted.mkv --json \
+        > demo/rebooted.json 2>> demo/recorder.log) &
     live_pid=$!
     told alarms "$CAMERA" --count 2 --duration 15 | tee demo/alarms.txt
     grep -q 'VideoMotion Start' demo/alarms.txt || status=1
     recorder snapshot "$CAMERA" demo/preset-again.png >> demo/preset.txt || status=1
     told reboot "$CAMERA" --wait 30 || status=1
+    sleep 6 # for pictures of the camera that has started again
+    kill $live_pid
     wait $live_pid || status=1
     grep -o '"reconnects":[0-9]*' demo/rebooted.json || status=1
     grep -q '"reconnects":[1-9]' demo/rebooted.json || status=1
@@ -111,7 +115,8 @@ printf '\n%-16s %-6s %-10s %6s   %-10s %6s\n' clip video size frames audio error
 check_clip demo/main.mkv hevc 1920x1080 $((seconds * 20)) || failed=1
 check_clip demo/extra.mp4 h264 720x480 $((seconds * 20)) || failed=1
 check_clip demo/changed.mkv h264 1280x720 45 || failed=1 # 4 s at 15 frames a second
-check_clip demo/rebooted-2.mkv hevc 1920x1080 60 || failed=1 # what came after the reboot
+# A new file begins whenever the picture's parameters change; the last one shows what came after the reboot.
+check_clip "$(printf '%s\n' demo/rebooted*.mkv | sort -V | tail -1)" hevc 1920x1080 60 || failed=1
 snapshot=$(ffprobe -v error -show_entries stream=codec_name,width,height -of csv=p=0 demo/snapshot.png)
 printf '%-16s %s\n' demo/snapshot.png "$snapshot"
 [ "$snapshot" = png,1920,1080 ] || failed=1
