@@ -112,7 +112,7 @@ bool IsTour(uint8_t channel, uint8_t tour)
     return channel < kChannels && tour < block::kTourCount;
 }
 
-void FillPoint(const SysInfo* config, uint8_t index, const CruiseLine& line, CruisePoint* point)
+void FillPoint(const SysInfo* config, size_t index, const CruiseLine& line, CruisePoint* point)
 {
     const size_t tour = block::kTourCount * line.ucCh + line.ucIndex;
     const size_t entry = block::kTours + (tour * block::kTourPoints + index) * block::kTourEntryBytes;
@@ -128,10 +128,10 @@ void FillPoint(const SysInfo* config, uint8_t index, const CruiseLine& line, Cru
 // Position of the first point with the preset, 0 when there is none.
 uint8_t FindPreset(const CruiseLine& line, uint8_t preset)
 {
-    for (uint8_t i = 0; i < std::size(line.point); ++i)
-        if (line.point[i].ucPresetPointIndex == preset)
-            return i;
-    return 0;
+    const auto* const found =
+        std::find_if(std::begin(line.point), std::end(line.point),
+                     [preset](const CruisePoint& point) { return point.ucPresetPointIndex == preset; });
+    return found != std::end(line.point) ? static_cast<uint8_t>(found - line.point) : uint8_t{0};
 }
 
 void LogLine(const char* operation, const CruiseLine& line)
@@ -197,7 +197,7 @@ int Common_GetCruiseLineProperty(const void* input, void* output)
     line.ucCh = selector->ucCh;
     line.ucIndex = selector->ucIndex;
     line.ucTourFlag = selector->ucTourFlag;
-    for (uint8_t i = 0; i < std::size(line.point); ++i) {
+    for (size_t i = 0; i < std::size(line.point); ++i) {
         FillPoint(config, i, line, &line.point[i]);
         if (line.point[i].ucEnable == 1)
             ++line.ucTourFlag;

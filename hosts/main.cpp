@@ -7,11 +7,11 @@ extern "C" {
 #include <libavutil/log.h>
 }
 
-#include <CLI/CLI.hpp>
 #include <cerrno>
+#include <chrono>
 #include <csignal>
 #include <cstdio>
-#include <filesystem>
+#include <cstring>
 #include <memory>
 #include <optional>
 #include <string>
@@ -23,72 +23,17 @@ extern "C" {
 #include "hosts/keeper_watch.h"
 #include "hosts/media_host.h"
 #include "hosts/network_applier.h"
+#include "hosts/options.h"
 #include "hosts/parameter_host.h"
-#include "hosts/server_runner.h"
+#include "hosts/process_runner.h"
+#include "hosts/recording_host.h"
 #include "media/media_layout.h"
 
 namespace {
 
-namespace fs = std::filesystem;
+using Clock = std::chrono::steady_clock;
 
-struct Options {
-    std::string mainFile;
-    std::string secondFile;
-    std::string clips;
-    std::string state;
-    std::string server;
-    std::vector<std::string> serverArguments;
-    bool purge = false;
-    bool applyNetwork = false;
-};
-
-constexpr char kFooter[] =
-    "Streams: H.264 and H.265 that fits the wire is played as it is, everything else is encoded anew.\n"
-    "Without --main and --second the clips main.mkv and second.mkv of --clips are played.\n"
-    "A stream that is set to another codec, size or rate than its file has shows a test picture instead.\n"
-    "When the streams run, one line \"velmora-bench-camera: ready\" goes to standard output.\n"
-    "Signals: SIGUSR1 pauses both streams and lets them go on; SIGINT and SIGTERM end the program.\n"
-    "Shared memory and queues that exist are taken over; at the end those that nobody uses are removed.";
-
-// Beside the program, or where a build tree has them: build/clips for build/bin.
-fs::path DefaultClips()
-{
-    const fs::path beside = fs::read_symlink("/proc/self/exe").parent_path();
-    return fs::exists(beside / "main.mkv") ? beside : beside.parent_path() / "clips";
-}
-
-void AddOptions(CLI::App* app, Options* options)
-{
-    app->add_option("--main", options->mainFile, "Video file of the main stream")->type_name("FILE");
-    app->add_option("--second", options->secondFile, "Video file of the second stream")->type_name("FILE");
-    app->add_option("--clips", options->clips, "Directory of the default clips")->type_name("DIR");
-    app->add_option("--state", options->state, "JSON file that keeps the settings from one run to the next")
-        ->type_name("FILE");
-    app->add_option("--server", options->server, "Velmora_server to run beside; what follows -- goes to it")
-        ->type_name("PATH");
-    app->add_flag("--purge", options->purge,
-                  "Remove the camera's shared memory and queues first, and all of them at the end");
-    app->add_flag("--apply-network", options->applyNetwork,
-                  "Change address, mask and gateway of eth0 as they are set (in a sandbox only)");
-    app->add_option("server-arguments", options->serverArguments, "")->group("");
-    app->footer(kFooter);
-    app->failure_message([](const CLI::App*, const CLI::Error& error) {
-        return "velmora-bench-camera: " + std::string(error.what()) + " (--help tells the options)\n";
-    });
-}
-
-void CompleteOptions(Options* options)
-{
-    const fs::path clips = options->clips.empty() ? DefaultClips() : fs::path(options->clips);
-    if (options->mainFile.empty())
-        options->mainFile = clips / "main.mkv";
-    if (options->secondFile.empty())
-        options->secondFile = clips / "second.mkv";
-    if (!options->server.empty() && access(options->server.c_str(), X_OK) != 0)
-        throw std::runtime_error(options->server + ": not a program that can be started");
-    if (options->server.empty() && !options->serverArguments.empty())
-        throw std::runtime_error("arguments for a server, but no --server");
-}
+constexpr std::chrono::seconds kRebootLead{1}; // for replies to leave and for RecHost to be told
 
 void Purge()
 {
@@ -110,13 +55,14 @@ Players OpenPlayers(const Options& options)
     return players;
 }
 
-int g_signalPipe[2] = {-1, -1}; // the handler's bytes to ServeSignals
+int g_eventPipe[2] = {-1, -1}; // events of the main thread: numbers of signals, and
+constexpr uint8_t kRebootEvent = 0;
 
-void TellSignal(int number)
+void TellEvent(int number)
 {
     const int savedErrno = errno;
     const auto byte = static_cast<uint8_t>(number);
-    (void)!write(g_signalPipe[1], &byte, 1); // a full pipe holds enough of them
+    (void)!write(g_eventPipe[1], &byte, 1); // a full pipe holds enough of them
     errno = savedErrno;
 }
 
@@ -124,42 +70,155 @@ void TellSignal(int number)
 // harmless while nothing is shared yet.
 void CatchSignals()
 {
-    if (pipe2(g_signalPipe, O_CLOEXEC | O_NONBLOCK) < 0)
+    if (pipe2(g_eventPipe, O_CLOEXEC | O_NONBLOCK) < 0)
         throw std::runtime_error("no pipe for signals");
     struct sigaction action {};
-    action.sa_handler = TellSignal;
+    action.sa_handler = TellEvent;
     action.sa_flags = SA_RESTART;
-    for (const int number : {SIGINT, SIGTERM, SIGUSR1})
+    for (const int number : {SIGINT, SIGTERM, SIGUSR1, SIGUSR2})
         sigaction(number, &action, nullptr);
 }
 
-// Until the program is asked to end.
-void ServeSignals(MediaHost* media)
+// The next event; nothing at that time.
+std::optional<uint8_t> NextEvent(std::optional<Clock::time_point> until)
 {
-    bool paused = false;
     for (;;) {
-        pollfd readable{.fd = g_signalPipe[0], .events = POLLIN, .revents = 0};
-        poll(&readable, 1, -1);
         uint8_t number = 0;
-        if (read(g_signalPipe[0], &number, 1) != 1)
-            continue;
-        if (number != SIGUSR1)
-            return;
-        paused = !paused;
-        media->SetPaused(paused);
+        if (read(g_eventPipe[0], &number, 1) == 1)
+            return number;
+        int timeoutMs = -1;
+        if (until) {
+            const auto left = std::chrono::ceil<std::chrono::milliseconds>(*until - Clock::now());
+            if (left.count() <= 0)
+                return std::nullopt;
+            timeoutMs = static_cast<int>(left.count());
+        }
+        pollfd readable{.fd = g_eventPipe[0], .events = POLLIN, .revents = 0};
+        poll(&readable, 1, timeoutMs);
     }
 }
 
-// What is set has its effect.
-void ConnectHosts(ParameterStore* store, MediaHost* media, std::optional<NetworkApplier>* network)
+enum class Ending { kQuit, kReboot };
+
+// Until the program is asked to end, or the camera to reboot.
+Ending ServeEvents(MediaHost* media, AlarmSource* alarm)
 {
-    store->Watch({.onStream = [media](size_t stream,
-                                      const StreamFacts& settings) { media->Configure(stream, settings); },
-                  .onAddress =
-                      [network](uint32_t field, uint32_t ulAddress) {
-                          if (*network)
-                              (*network)->Set(field, ulAddress);
-                      }});
+    bool paused = false;
+    std::optional<Clock::time_point> rebootAt;
+    while (const std::optional<uint8_t> event = NextEvent(rebootAt)) {
+        switch (*event) {
+        case SIGUSR1:
+            paused = !paused;
+            media->SetPaused(paused);
+            break;
+        case SIGUSR2:
+            alarm->ToggleMotion();
+            break;
+        case kRebootEvent:
+            rebootAt = rebootAt.value_or(Clock::now() + kRebootLead);
+            break;
+        default:
+            return Ending::kQuit;
+        }
+    }
+    return Ending::kReboot;
+}
+
+// The time for which a camera that reboots is gone. False when the program is asked to end instead; all
+// else that was asked of the camera meanwhile is lost.
+bool WaitForReboot(double seconds)
+{
+    const auto until =
+        Clock::now() + std::chrono::duration_cast<Clock::duration>(std::chrono::duration<double>(seconds));
+    while (const std::optional<uint8_t> event = NextEvent(until))
+        if (*event == SIGINT || *event == SIGTERM)
+            return false;
+    return true;
+}
+
+// What is set has its effect.
+void ConnectHosts(const Options& options, ParameterStore* store, MediaHost* media,
+                  std::optional<NetworkApplier>* network)
+{
+    const bool alwaysTest = options.testPicture;
+    media->Film(&store->motors());
+    media->ShowTestPictures(alwaysTest);
+    store->Watch(
+        {.onStream = [media](size_t stream,
+                             const StreamFacts& settings) { media->Configure(stream, settings); },
+         .onAddress =
+             [network](uint32_t field, uint32_t ulAddress) {
+                 if (*network)
+                     (*network)->Set(field, ulAddress);
+             },
+         .onHead = [media, alwaysTest](bool hasMoved) { media->ShowTestPictures(alwaysTest || hasMoved); }});
+}
+
+// Processes beside, RecHost first; the server is there when all that it meets is.
+struct Companions {
+    std::optional<ProcessRunner> recordingHost;
+    std::optional<ProcessRunner> server;
+};
+
+void StartCompanions(const Options& options, Companions* companions)
+{
+    if (options.recordingHost) {
+        const std::vector<std::string> name{kRecordingHostName};
+        companions->recordingHost.emplace("/proc/self/exe", name, AtEnd::kLeave);
+        companions->recordingHost->Start();
+    }
+    if (!options.server.empty()) {
+        std::vector<std::string> command{options.server};
+        command.insert(command.end(), options.serverArguments.begin(), options.serverArguments.end());
+        companions->server.emplace(options.server, std::move(command), AtEnd::kStartAgain);
+        companions->server->Start();
+    }
+}
+
+// The camera from one start to its end or its reboot. The settings are those that the life before kept, and
+// then those that this one keeps.
+Ending RunLife(const Options& options, Players players, ParameterChanges* settings)
+{
+    std::optional<NetworkApplier> network;
+    if (options.applyNetwork)
+        network.emplace("eth0");
+    ParameterHost parameters(
+        options.state, [] { TellEvent(kRebootEvent); }, *settings);
+    AlarmSource alarm(options.motionSchedule);
+    KeeperWatch keeper;
+    MediaHost media(std::move(players));
+    Companions companions;
+
+    ConnectHosts(options, &parameters.store(), &media, &network);
+    if (network)
+        network->Start();
+    media.Start([store = &parameters.store()](size_t stream, const StreamFacts& facts) {
+        store->SetStream(stream, facts);
+    });
+    parameters.Start();
+    alarm.Start();
+    keeper.Start();
+    printf("velmora-bench-camera: ready\n");
+    fflush(stdout);
+    StartCompanions(options, &companions);
+
+    const Ending ending = ServeEvents(&media, &alarm);
+    if (ending == Ending::kReboot)
+        LogInfo("the camera goes down for %g seconds\n", options.rebootPause);
+    companions.server.reset();
+    companions.recordingHost.reset();
+    keeper.Stop();
+    alarm.Stop();
+    parameters.Stop();
+    if (network)
+        network->Stop();
+    media.Stop();
+    *settings = parameters.store().Changes();
+    media.Release(options.purge);
+    parameters.Release(options.purge);
+    keeper.Release(options.purge);
+    alarm.Release(options.purge);
+    return ending;
 }
 
 void RunCamera(const Options& options)
@@ -169,58 +228,18 @@ void RunCamera(const Options& options)
     CatchSignals();
     if (options.purge)
         Purge();
-    std::optional<ServerRunner> server;
-    if (!options.server.empty()) {
-        std::vector<std::string> command{options.server};
-        command.insert(command.end(), options.serverArguments.begin(), options.serverArguments.end());
-        server.emplace(std::move(command));
-    }
-    std::optional<NetworkApplier> network;
-    if (options.applyNetwork)
-        network.emplace("eth0");
-    ParameterHost parameters(options.state, [&server] {
-        if (server)
-            server->Restart();
-    });
-    HostSegment alarm = MakeAlarmBlock();
-    KeeperWatch keeper;
-    MediaHost media(std::move(players));
-
-    ConnectHosts(&parameters.store(), &media, &network);
-    if (network)
-        network->Start();
-    media.Start([store = &parameters.store()](size_t stream, const StreamFacts& facts) {
-        store->SetStream(stream, facts);
-    });
-    parameters.Start();
-    keeper.Start();
-    printf("velmora-bench-camera: ready\n");
-    fflush(stdout);
-    if (server)
-        server->Start();
-
-    ServeSignals(&media);
-    if (server)
-        server->Stop();
-    keeper.Stop();
-    parameters.Stop();
-    if (network)
-        network->Stop();
-    media.Stop();
-    media.Release(options.purge);
-    parameters.Release(options.purge);
-    keeper.Release(options.purge);
-    alarm.Release(options.purge);
+    ParameterChanges settings;
+    while (RunLife(options, std::move(players), &settings) == Ending::kReboot &&
+           WaitForReboot(options.rebootPause))
+        players = OpenPlayers(options);
     ReleaseClaim();
 }
 
 int RunProgram(int argc, char** argv)
 {
     Options options;
-    CLI::App app("Stands in for the processes around Velmora_server on a camera and plays real video.");
-    AddOptions(&app, &options);
-    CLI11_PARSE(app, argc, argv);
-    CompleteOptions(&options);
+    if (const std::optional<int> status = ReadOptions(argc, argv, &options))
+        return *status;
     RunCamera(options);
     return 0;
 }
@@ -229,6 +248,10 @@ int RunProgram(int argc, char** argv)
 
 int main(int argc, char** argv)
 {
+    if (argc > 0 && strcmp(argv[0], kRecordingHostName) == 0) {
+        LogInit(kRecordingHostName, 3);
+        return RunRecordingHost();
+    }
     LogInit("velmora-bench-camera", 3);
     av_log_set_level(AV_LOG_FATAL); // what concerns the user comes as an error of ours
     signal(SIGPIPE, SIG_IGN);

@@ -75,6 +75,12 @@ MediaHost::MediaHost(Players players)
     }
 }
 
+void MediaHost::Film(Motors* head)
+{
+    for (const auto& player : players_)
+        player->Film(head);
+}
+
 void MediaHost::Start(const ReportFunction& report)
 {
     for (size_t i = 0; i < kPlayedStreams; ++i)
@@ -101,6 +107,12 @@ void MediaHost::Configure(size_t stream, const StreamFacts& settings)
 {
     if (stream < kPlayedStreams)
         players_[stream]->Configure(settings);
+}
+
+void MediaHost::ShowTestPictures(bool always)
+{
+    for (const auto& player : players_)
+        player->ShowTestPicture(always);
 }
 
 uint32_t MediaHost::Position(uint32_t stream, uint32_t command)

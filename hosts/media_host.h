@@ -1,6 +1,6 @@
 // The encoder host: owns the rings, the queue on which readers ask for positions and the queue on which
 // it takes orders (docs/ipc.md), and plays a file into each of the first two rings, or a test picture where
-// a stream is set to something else than its file has.
+// a stream is set to something else than its file has, or where test pictures are asked for.
 #pragma once
 
 #include <array>
@@ -27,6 +27,8 @@ class MediaHost {
     MediaHost(const MediaHost&) = delete;
     MediaHost& operator=(const MediaHost&) = delete;
 
+    // Whose position test pictures show; before Start.
+    void Film(Motors* head);
     // Returns when both streams have their first record; reports what the file of each gives, and each
     // change of that.
     using ReportFunction = std::function<void(size_t stream, const StreamFacts& facts)>;
@@ -35,6 +37,8 @@ class MediaHost {
     void SetPaused(bool paused);
     // What a stream is set to; of the third, which is not played, nothing is done. Any thread.
     void Configure(size_t stream, const StreamFacts& settings);
+    // Whether test pictures are shown whatever the streams are set to. Any thread.
+    void ShowTestPictures(bool always);
     // Removes the objects, those that others use only when `always`. After Stop.
     void Release(bool always);
 

@@ -30,6 +30,8 @@ struct FieldPlace {
     const char* name;
 };
 
+inline constexpr uint32_t kFieldPtzAction = 4334; // {u8 channel, u8 action, 0, 0, u8 value}
+inline constexpr uint32_t kFieldPtzStep = 4339;
 inline constexpr uint32_t kFieldFactoryDefault = 4395;
 inline constexpr uint32_t kFieldReboot = 4396;
 inline constexpr uint32_t kFieldCreateUser = 8195;

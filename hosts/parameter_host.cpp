@@ -37,10 +37,11 @@ Contents DataContents()
 
 } // namespace
 
-ParameterHost::ParameterHost(std::string stateFile, std::function<void()> onReboot)
+ParameterHost::ParameterHost(std::string stateFile, std::function<void()> onReboot,
+                             const ParameterChanges& earlier)
     : block_(kName, kSysConfigKey, kSysConfigBytes, kSysConfigMode, Contents::kClear),
       data_(kName, kParameterKey, kParameterDataBytes, kParameterDataMode, DataContents()),
-      store_(std::make_unique<ParameterStore>(block_.get(), std::move(stateFile))),
+      store_(std::make_unique<ParameterStore>(block_.get(), std::move(stateFile), earlier)),
       onReboot_(std::move(onReboot)),
       queue_(kName, kParameterKey, kParameterQueueMode, kParameterRequestType, kParameterTextBytes,
              [this](QueueText& message) { return Answer(message); })

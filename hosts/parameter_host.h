@@ -18,8 +18,10 @@
 class ParameterHost {
   public:
     // Adopts or makes the objects and fills the block; throws std::runtime_error when it cannot. The
-    // reboot function runs on the queue's thread, after the request was answered with success.
-    ParameterHost(std::string stateFile, std::function<void()> onReboot);
+    // reboot function runs on the queue's thread, before the reply, which Stop() lets out. Without a state
+    // file the settings are those of an earlier life.
+    ParameterHost(std::string stateFile, std::function<void()> onReboot,
+                  const ParameterChanges& earlier = {});
 
     ParameterStore& store() { return *store_; }
     void Start() { queue_.Start(); }

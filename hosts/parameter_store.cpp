@@ -3,18 +3,16 @@
 #include <algorithm>
 #include <charconv>
 #include <cstring>
-#include <limits>
 #include <utility>
 
 #include "common/little_endian.h"
 #include "common/log.h"
 #include "hosts/parameter_defaults.h"
+#include "hosts/tour_entries.h"
 
 namespace {
 
 constexpr char kUsersMember[] = "users"; // the list of users as it lies in the block
-constexpr uint32_t kTourChannels = 2;
-
 uint32_t LoadNumber(std::span<const uint8_t> value)
 {
     uint32_t number = 0;
@@ -22,29 +20,6 @@ uint32_t LoadNumber(std::span<const uint8_t> value)
         number = number << 8 | value[i];
     return number;
 }
-
-// The cruise line record of a message, and the stored point that each of its points becomes.
-namespace tour {
-constexpr size_t kChannel = 0;
-constexpr size_t kIndex = 1;
-constexpr size_t kFirstPoint = 68;
-constexpr size_t kPointBytes = 28;
-constexpr size_t kPointReserved = 2;
-constexpr size_t kPointEnable = 4;
-constexpr size_t kPointPreset = 5;
-constexpr size_t kPointStep = 6;
-constexpr size_t kPointDwell = 8; // u32, seconds
-
-void StorePoint(const uint8_t* point, uint8_t* entry)
-{
-    constexpr uint32_t kMostDwell = std::numeric_limits<uint8_t>::max();
-    StoreLe(entry, uint32_t{point[kPointPreset]});
-    entry[4] = static_cast<uint8_t>(std::min(LoadLe<uint32_t>(point + kPointDwell), kMostDwell));
-    entry[5] = point[kPointStep];
-    entry[6] = point[kPointEnable];
-    entry[7] = point[kPointReserved];
-}
-} // namespace tour
 
 // The file may have been edited by hand: a value is used only where its kind belongs.
 bool SuitsField(const ParameterValue& value, const FieldPlace* place)
@@ -75,13 +50,18 @@ ParameterBytes MessageBytes(const ParameterValue& value, const FieldPlace* place
 
 } // namespace
 
-ParameterStore::ParameterStore(uint8_t* block, std::string stateFile)
+ParameterStore::ParameterStore(uint8_t* block, std::string stateFile, const ParameterChanges& earlier)
     : block_(block), stateFile_(std::move(stateFile))
 {
     const std::lock_guard lock(mutex_);
     WriteDefaults();
-    if (!stateFile_.empty())
-        LoadState();
+    Load(stateFile_.empty() ? earlier : LoadParameterState(stateFile_));
+}
+
+ParameterChanges ParameterStore::Changes()
+{
+    const std::lock_guard lock(mutex_);
+    return changes_;
 }
 
 void ParameterStore::WriteDefaults()
@@ -158,7 +138,7 @@ int32_t ParameterStore::ApplyField(const FieldPlace& place, std::span<const uint
     case FieldKind::kAccount:
         return ApplyAccount(place, value);
     case FieldKind::kEvent:
-        return ApplyEvent(place);
+        return ApplyEvent(place, value);
     case FieldKind::kBytes:
         break;
     }
@@ -190,6 +170,8 @@ int32_t ParameterStore::ApplyNumber(const FieldPlace& place, std::span<const uin
         StoreNumber(block_ + place.usBlock, place.ucBlockBytes, number);
     LogInfo("parameter %u (%s) = %u\n", place.ulField, place.name, number);
     Keep(std::to_string(place.ulField), number);
+    if (place.ulField == kFieldPtzStep)
+        motors_.SetStep(static_cast<uint8_t>(number));
     if (const auto stream = StreamOfField(place.ulField))
         TellStream(*stream);
     return 0;
@@ -208,18 +190,14 @@ int32_t ParameterStore::ApplyText(const FieldPlace& place, std::span<const uint8
 
 int32_t ParameterStore::ApplyTour(const FieldPlace& place, std::span<const uint8_t> value)
 {
-    const uint32_t channel = value[tour::kChannel];
-    const uint32_t index = value[tour::kIndex];
-    if (channel >= kTourChannels || index >= block::kTourCount)
+    const TourPlace tour = PlaceOfTour(value.data());
+    if (!TourExists(tour))
         return Refuse(place, "a tour that does not exist", value.size());
-    uint8_t* const entries =
-        block_ + block::kTours +
-        (channel * block::kTourCount + index) * block::kTourPoints * block::kTourEntryBytes;
-    for (size_t i = 0; i < block::kTourPoints; ++i)
-        tour::StorePoint(value.data() + tour::kFirstPoint + i * tour::kPointBytes,
-                         entries + i * block::kTourEntryBytes);
-    LogInfo("parameter %u (%s): tour %u of channel %u stored\n", place.ulField, place.name, index, channel);
-    Keep(std::to_string(place.ulField) + "/" + std::to_string(channel) + "/" + std::to_string(index),
+    StoreTour(value.data(), block_);
+    LogInfo("parameter %u (%s): tour %u of channel %u stored\n", place.ulField, place.name, tour.ucTour,
+            tour.ucChannel);
+    Keep(std::to_string(place.ulField) + "/" + std::to_string(tour.ucChannel) + "/" +
+             std::to_string(tour.ucTour),
          ParameterBytes(value.begin(), value.end()));
     return 0;
 }
@@ -254,18 +232,31 @@ int32_t ParameterStore::ApplyAccount(const FieldPlace& place, std::span<const ui
     return 0;
 }
 
-int32_t ParameterStore::ApplyEvent(const FieldPlace& place)
+int32_t ParameterStore::ApplyEvent(const FieldPlace& place, std::span<const uint8_t> value)
 {
+    if (place.ulField == kFieldPtzAction)
+        return ApplyPtz(place, value);
     LogInfo("parameter %u: %s\n", place.ulField, place.name);
-    if (place.ulField == kFieldFactoryDefault) {
-        WriteDefaults();
-        changes_.clear();
-        if (!stateFile_.empty())
-            SaveParameterState(stateFile_, changes_);
-        for (size_t stream = 0; stream < kVideoStreams; ++stream)
-            TellStream(stream);
-    }
+    if (place.ulField == kFieldFactoryDefault)
+        RestoreDefaults();
     return 0;
+}
+
+void ParameterStore::RestoreDefaults()
+{
+    WriteDefaults();
+    motors_.Reset();
+    changes_.clear();
+    Save();
+    for (size_t stream = 0; stream < kVideoStreams; ++stream)
+        TellStream(stream);
+    TellHead();
+}
+
+void ParameterStore::TellHead()
+{
+    if (watch_.onHead)
+        watch_.onHead(motors_.HasMoved());
 }
 
 void ParameterStore::Keep(const std::string& name, ParameterValue value)
@@ -273,7 +264,13 @@ void ParameterStore::Keep(const std::string& name, ParameterValue value)
     const auto [entry, isNew] = changes_.try_emplace(name);
     const bool changed = isNew || entry->second != value;
     entry->second = std::move(value);
-    if (changed && !loading_ && !stateFile_.empty())
+    if (changed)
+        Save();
+}
+
+void ParameterStore::Save()
+{
+    if (!loading_ && !stateFile_.empty())
         SaveParameterState(stateFile_, changes_);
 }
 
@@ -286,22 +283,28 @@ void ParameterStore::LoadUsers(const ParameterValue& value)
     changes_[kUsersMember] = value;
 }
 
-void ParameterStore::LoadState()
+bool ParameterStore::LoadField(const std::string& name, const ParameterValue& value)
+{
+    uint32_t field = 0;
+    std::from_chars(name.data(), name.data() + name.size(), field);
+    const FieldPlace* const place = FindFieldPlace(field);
+    if (!SuitsField(value, place))
+        return false;
+    if (place != nullptr)
+        ApplyField(*place, MessageBytes(value, place));
+    else
+        changes_[name] = value;
+    return true;
+}
+
+void ParameterStore::Load(const ParameterChanges& changes)
 {
     loading_ = true;
-    for (const auto& [name, value] : LoadParameterState(stateFile_)) {
-        uint32_t field = 0;
-        std::from_chars(name.data(), name.data() + name.size(), field);
-        const FieldPlace* const place = FindFieldPlace(field);
+    for (const auto& [name, value] : changes)
         if (name == kUsersMember)
             LoadUsers(value);
-        else if (!SuitsField(value, place))
+        else if (name.starts_with(kPresetMembers) ? !LoadPreset(name, value) : !LoadField(name, value))
             LogWarn("%s: \"%s\" is left out: not the kind of value it takes\n", stateFile_.c_str(),
                     name.c_str());
-        else if (place != nullptr)
-            ApplyField(*place, MessageBytes(value, place));
-        else
-            changes_[name] = value;
-    }
     loading_ = false;
 }

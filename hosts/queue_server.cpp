@@ -15,7 +15,7 @@
 namespace {
 
 // A blocking receive ends only for a message or a signal; this one has no other use.
-constexpr int kWakeSignal = SIGUSR2;
+constexpr int kWakeSignal = SIGURG;
 constexpr uint32_t kWakeEveryMs = 10;
 constexpr int kReplyTries = 200;
 constexpr uint32_t kReplyRetryMs = 5;

@@ -31,6 +31,7 @@ StreamPlayer::StreamPlayer(const char* name, std::string path, size_t frameLimit
     : name_(name), path_(std::move(path)), frameLimit_(frameLimit), bitRate_(bitRate)
 {
     OpenFile();
+    settings_ = fileFacts_;
 }
 
 void StreamPlayer::OpenFile()
@@ -162,11 +163,11 @@ StreamPlayer::Wake StreamPlayer::WaitUntil(int64_t playUs)
         const auto now = Clock::now();
         if (stopping_ || paused_)
             return Wake::kInterrupted;
-        if (settings_ && now >= settledAt_)
+        if (hasChanged_ && now >= settledAt_)
             return Wake::kConfigured;
         if (now >= due)
             break;
-        changed_.wait_until(lock, settings_ ? std::min(due, settledAt_) : due);
+        changed_.wait_until(lock, hasChanged_ ? std::min(due, settledAt_) : due);
     }
     keyFrameNext_ = keyFrameNext_ || std::exchange(keyFrameWanted_, false);
     return Wake::kDue;
@@ -177,8 +178,23 @@ void StreamPlayer::Configure(const StreamFacts& settings)
     {
         const std::lock_guard lock(mutex_);
         settings_ = settings;
+        hasChanged_ = true;
         // Before the first frame there is nothing that could change too often.
         settledAt_ = Clock::now() + (sounding_ ? kSettle : kSettle.zero());
+    }
+    changed_.notify_all();
+}
+
+void StreamPlayer::ShowTestPicture(bool always)
+{
+    {
+        const std::lock_guard lock(mutex_);
+        if (pictureAlways_ == always)
+            return;
+        pictureAlways_ = always;
+        // Settings that are still coming one by one are waited for.
+        settledAt_ = hasChanged_ ? settledAt_ : Clock::now();
+        hasChanged_ = true;
     }
     changed_.notify_all();
 }
@@ -186,18 +202,22 @@ void StreamPlayer::Configure(const StreamFacts& settings)
 void StreamPlayer::ReadSettings()
 {
     StreamFacts settings;
+    bool pictureAlways = false;
     {
         const std::lock_guard lock(mutex_);
-        settings = *std::exchange(settings_, std::nullopt);
+        settings = settings_;
+        pictureAlways = pictureAlways_;
+        hasChanged_ = false;
     }
     // A file that is encoded at a lower rate than it has is still the file.
-    const bool isFile = AreOfFile(settings, fileFacts_) || AreOfFile(settings, file_->facts());
+    const bool isFile =
+        !pictureAlways && (AreOfFile(settings, fileFacts_) || AreOfFile(settings, file_->facts()));
     if (isFile ? !picture_ : picture_ && settings == pictureSettings_)
         return;
     try {
         std::unique_ptr<VideoSource> picture;
         if (!isFile)
-            picture = OpenTestPicture(settings, frameLimit_, audio_->LengthUs());
+            picture = OpenTestPicture(settings, frameLimit_, audio_->LengthUs(), head_);
         pictureSettings_ = settings;
         GoOver(std::move(picture));
         LogFacts(name_, isFile ? "the file again" : "a test picture", Playing().facts());

@@ -1,7 +1,7 @@
-// Plays one file into one ring in real time, or a test picture beside the file's sound as long as the
-// stream is set to something else than the file has: a thread takes each video frame when it is due, another
-// one each sound record. The sound does not wait for a frame that takes long to encode, so the ring is never
-// silent for as long as readers need to give up their place in it.
+// Plays one file into one ring in real time, or a test picture beside the file's sound as long as that is
+// asked for or the stream is set to something else than the file has: a thread takes each video frame when it
+// is due, another one each sound record. The sound does not wait for a frame that takes long to encode, so
+// the ring is never silent for as long as readers need to give up their place in it.
 //
 // Due times are counted from the start of play, so nothing drifts. When play falls a second behind, the
 // clock starts again from there; when that happens again soon, fewer frames are encoded. While the file
@@ -20,6 +20,7 @@
 #include <thread>
 
 #include "hosts/audio_source.h"
+#include "hosts/motors.h"
 #include "hosts/ring_writer.h"
 #include "hosts/stream_facts.h"
 #include "hosts/video_source.h"
@@ -35,6 +36,8 @@ class StreamPlayer {
     StreamPlayer(const StreamPlayer&) = delete;
     StreamPlayer& operator=(const StreamPlayer&) = delete;
 
+    // Whose position the test picture shows, from before the start until after the end.
+    void Film(Motors* head) { head_ = head; }
     // Plays into the ring; reports what the file gives now and whenever that changes, with no lock held.
     // Returns when the first record stands in the ring.
     void Start(RingWriter* ring, FactsFunction report);
@@ -45,6 +48,9 @@ class StreamPlayer {
     // of a second, so that settings that come one by one are taken together. What cannot be encoded is
     // logged, and all goes on as before. Any thread; also from inside a report.
     void Configure(const StreamFacts& settings);
+    // Whether a test picture is shown also while the settings are those of the file. Any thread; also from
+    // inside a report.
+    void ShowTestPicture(bool always);
     // The next frame is to be a key frame. Any thread.
     void ForceKeyFrame();
     // Any thread. A stream that goes on does so with a key frame.
@@ -73,6 +79,7 @@ class StreamPlayer {
     const std::string path_;
     const size_t frameLimit_;
     const int32_t bitRate_;
+    Motors* head_ = nullptr;
     RingWriter* ring_ = nullptr;
     FactsFunction report_;
     std::latch started_{1};
@@ -96,8 +103,10 @@ class StreamPlayer {
     bool stopping_ = false;
     bool paused_ = false;
     bool keyFrameWanted_ = false;
-    std::optional<StreamFacts> settings_; // not looked at yet
-    Clock::time_point settledAt_{};       // when they are looked at
+    StreamFacts settings_{};        // the latest
+    bool pictureAlways_ = false;    // whatever the settings are
+    bool hasChanged_ = false;       // the two above, since they were looked at
+    Clock::time_point settledAt_{}; // when they are looked at
     std::thread thread_;
     std::thread soundThread_;
 };

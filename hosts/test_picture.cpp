@@ -5,6 +5,7 @@
 #include <stdexcept>
 #include <string>
 
+#include "common/clock.h"
 #include "hosts/test_card.h"
 #include "hosts/video_encoder.h"
 
@@ -34,8 +35,8 @@ StreamFacts Encodable(StreamFacts settings)
 
 class TestPicture : public VideoSource {
   public:
-    TestPicture(const StreamFacts& settings, size_t frameLimit, int64_t soundUs)
-        : facts_(Encodable(settings)), frameLimit_(frameLimit), soundUs_(soundUs),
+    TestPicture(const StreamFacts& settings, size_t frameLimit, int64_t soundUs, Motors* head)
+        : facts_(Encodable(settings)), frameLimit_(frameLimit), soundUs_(soundUs), head_(head),
           card_(facts_.usWidth, facts_.usHeight), encoder_(std::make_unique<VideoEncoder>(facts_, frameLimit))
     {
     }
@@ -51,7 +52,8 @@ class TestPicture : public VideoSource {
     AccessUnit Take(bool keyFrame, FrameTime* time) override
     {
         *time = Peek();
-        AccessUnit unit = encoder_->Encode(card_.Draw(frames_, Text()), keyFrame || refused_);
+        const HeadPosition view = head_ != nullptr ? head_->At(MonotonicMs()) : HeadPosition{};
+        AccessUnit unit = encoder_->Encode(card_.Draw(frames_, view, Text(view)), keyFrame || refused_);
         refused_ = unit.problem != nullptr; // the frames that follow would lean on a missing one
         ++frames_;
         ++sinceBase_;
@@ -72,17 +74,19 @@ class TestPicture : public VideoSource {
     }
 
   private:
-    std::string Text() const
+    std::string Text(const HeadPosition& view) const
     {
-        char text[80];
-        snprintf(text, sizeof text, "TEST H.26%d\n%ux%u/%d\n%08lld", facts_.codec == kCodecH265 ? 5 : 4,
-                 facts_.usWidth, facts_.usHeight, facts_.iFrameRate, static_cast<long long>(frames_));
+        char text[120];
+        snprintf(text, sizeof text, "TEST H.26%d\n%ux%u/%d\n%08lld\nP%+06.1f T%+05.1f Z%04.1f",
+                 facts_.codec == kCodecH265 ? 5 : 4, facts_.usWidth, facts_.usHeight, facts_.iFrameRate,
+                 static_cast<long long>(frames_), view.pan, view.tilt, view.zoom);
         return text;
     }
 
     StreamFacts facts_;
     const size_t frameLimit_;
     const int64_t soundUs_;
+    Motors* const head_;
     TestCard card_;
     std::unique_ptr<VideoEncoder> encoder_;
     int64_t frames_ = 0;
@@ -93,7 +97,8 @@ class TestPicture : public VideoSource {
 
 } // namespace
 
-std::unique_ptr<VideoSource> OpenTestPicture(const StreamFacts& settings, size_t frameLimit, int64_t soundUs)
+std::unique_ptr<VideoSource> OpenTestPicture(const StreamFacts& settings, size_t frameLimit, int64_t soundUs,
+                                             Motors* head)
 {
-    return std::make_unique<TestPicture>(settings, frameLimit, soundUs);
+    return std::make_unique<TestPicture>(settings, frameLimit, soundUs, head);
 }

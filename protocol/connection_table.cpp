@@ -14,10 +14,10 @@
 
 namespace {
 
-// Those who hold connections: the receive pass and its half-received messages, both media senders,
-// the alarm sender and the idle detector, of which there are two for a moment after a restart. Each
-// holds a slot at most once.
-constexpr int kHolders = 7;
+// Those who hold connections: the receive pass and its half-received messages, both media senders, and
+// the alarm sender and the idle detector, of each of which there may be two after a restart. Each holds a
+// slot at most once.
+constexpr int kHolders = 8;
 constexpr int kMaxHolds = kHolders * kMaxConnections;
 
 constexpr ConnectionEntry kFreeSlot{.in_use = 0,

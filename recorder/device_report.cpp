@@ -67,8 +67,8 @@ const cJSON* Find(const cJSON* tree, std::initializer_list<const char*> path)
 // A value as a person reads it: texts without their quotes, lists joined.
 std::string Value(const cJSON* value)
 {
-    if (cJSON_IsString(value))
-        return Printable(value->valuestring);
+    if (const char* const text = cJSON_GetStringValue(value))
+        return Printable(text);
     if (!cJSON_IsArray(value))
         return Printable(PrintJson(value, false));
     std::string text;

@@ -1,6 +1,7 @@
 #!/bin/bash
 # From nothing to a picture: a bench camera and the server beside it in the sandbox, a recorder at the
-# other end of the camera's network, which finds it, watches it, changes its settings and sets them back.
+# other end of the camera's network, which finds it, watches it, changes its settings and sets them back,
+# moves it, takes its alarms and waits for it while it starts again.
 # Leaves demo/: clips, a snapshot, the settings, the logs. Needs ./run build.
 set -eu
 cd "$(dirname "$0")/.."
@@ -39,10 +40,35 @@ configure_and_restore() { # settings are read, changed, seen in the picture and 
     return $status
 }
 
+operate() { # the camera is moved, raises an alarm while it is watched, and starts again under a recorder's eyes
+    local live_pid status=0
+    told ptz "$CAMERA" right --speed 6 --for 1 || status=1
+    told ptz "$CAMERA" zoom-in --for 1 || status=1
+    told preset "$CAMERA" set 1 || status=1
+    recorder snapshot "$CAMERA" demo/preset.png > demo/preset.txt || status=1
+    told ptz "$CAMERA" left --speed 8 --for 1 || status=1
+    told preset "$CAMERA" goto 1 || status=1
+
+    # In the place of the shell, so that it gets the signal which ends it below.
+    (exec on-recorder-side build/bin/velmora live "$CAMERA" --reconnect -o demo/rebooted.mkv --json \
+        > demo/rebooted.json 2>> demo/recorder.log) &
+    live_pid=$!
+    told alarms "$CAMERA" --count 2 --duration 15 | tee demo/alarms.txt
+    grep -q 'VideoMotion Start' demo/alarms.txt || status=1
+    recorder snapshot "$CAMERA" demo/preset-again.png >> demo/preset.txt || status=1
+    told reboot "$CAMERA" --wait 30 || status=1
+    sleep 6 # for pictures of the camera that has started again
+    kill $live_pid
+    wait $live_pid || status=1
+    grep -o '"reconnects":[0-9]*' demo/rebooted.json || status=1
+    grep -q '"reconnects":[1-9]' demo/rebooted.json || status=1
+    return $status
+}
+
 scene() { # runs inside the sandbox
     local camera_pid status=0
     # The camera's own lines and the server's standard output in one log, the server's diagnostics in another.
-    build/bin/velmora-bench-camera --clips build/clips --server build/bin/Velmora_server \
+    build/bin/velmora-bench-camera --clips build/clips --motion every=6,for=2 --server build/bin/Velmora_server \
         > demo/camera.log 2> demo/server.log &
     camera_pid=$!
     for _ in $(seq 200); do # until the server listens
@@ -56,6 +82,7 @@ scene() { # runs inside the sandbox
     head -12 demo/info.txt
     watch_both || status=1
     configure_and_restore || status=1
+    operate || status=1
     kill $camera_pid
     wait $camera_pid || status=1
     return $status
@@ -88,6 +115,8 @@ printf '\n%-16s %-6s %-10s %6s   %-10s %6s\n' clip video size frames audio error
 check_clip demo/main.mkv hevc 1920x1080 $((seconds * 20)) || failed=1
 check_clip demo/extra.mp4 h264 720x480 $((seconds * 20)) || failed=1
 check_clip demo/changed.mkv h264 1280x720 45 || failed=1 # 4 s at 15 frames a second
+# A new file begins whenever the picture's parameters change; the last one shows what came after the reboot.
+check_clip "$(printf '%s\n' demo/rebooted*.mkv | sort -V | tail -1)" hevc 1920x1080 60 || failed=1
 snapshot=$(ffprobe -v error -show_entries stream=codec_name,width,height -of csv=p=0 demo/snapshot.png)
 printf '%-16s %s\n' demo/snapshot.png "$snapshot"
 [ "$snapshot" = png,1920,1080 ] || failed=1

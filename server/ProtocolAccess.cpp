@@ -20,11 +20,6 @@
 
 namespace {
 
-struct RequestRow {
-    uint16_t usMessageId;
-    RequestHandler* handler;
-};
-
 // In the order in which the protocol lists its requests.
 // clang-format off
 constexpr RequestRow kRequests[] = {
@@ -97,6 +92,11 @@ void ReportUnsupported(uint16_t messageId, const uint8_t* request, int requestLe
 }
 
 } // namespace
+
+std::span<const RequestRow> Requests()
+{
+    return kRequests;
+}
 
 int ProtocolNetworkProcess(int fd, const uint8_t* request, int requestLen, uint8_t* reply, int* replyLen)
 {

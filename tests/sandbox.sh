@@ -2,7 +2,7 @@
 # Runs a command on a camera of its own, made of Linux namespaces; needs no privileges beyond creating
 # them, and leaves nothing behind however the command ends.
 #
-#   tests/sandbox.sh [--no-link] [--resolv TEXT] [--sdcard] [--] COMMAND...
+#   tests/sandbox.sh [--no-link] [--resolv TEXT] [--sdcard] [--real-killall] [--] COMMAND...
 #
 # Inside are: an interface eth0 (192.0.2.10/24, 02:00:5E:A1:B2:C3, default route, link up unless
 # --no-link), System V keys and ports that collide with nobody's, empty /var/cfg and /param, a name server
@@ -12,7 +12,8 @@
 #
 #   on-recorder-side COMMAND...        (from inside) runs the command there
 #
-# --resolv gives /etc/resolv.conf this text instead; --sdcard makes /dev/mmcblk0p1 and /media/SDCard exist.
+# --resolv gives /etc/resolv.conf this text instead; --sdcard makes /dev/mmcblk0p1 and /media/SDCard exist;
+# --real-killall leaves killall alone, which finds the sandbox's own processes and no others.
 set -eu
 
 camera=192.0.2.10 recorder=192.0.2.1 address=02:00:5e:a1:b2:c3
@@ -23,12 +24,13 @@ if [ "${1-}" != --inside ]; then
 fi
 shift
 
-link=1 resolv=$'nameserver 192.0.2.53\nnameserver 192.0.2.54\n' sdcard=''
+link=1 resolv=$'nameserver 192.0.2.53\nnameserver 192.0.2.54\n' sdcard='' recorded='reboot sync killall'
 while [ $# -gt 0 ]; do
     case $1 in
         --no-link) link='' ;;
         --resolv) resolv=$2 && shift ;;
         --sdcard) sdcard=1 ;;
+        --real-killall) recorded='reboot sync' ;;
         --) shift && break ;;
         -*) echo "sandbox.sh: unknown option '$1'" >&2 && exit 2 ;;
         *) break ;;
@@ -79,10 +81,10 @@ if [ -n "$resolv" ] && [ -e /etc/resolv.conf ]; then
     mount --bind $root/sandbox/resolv.conf "$(readlink -f /etc/resolv.conf | sed "s|^|$root|")"
 fi
 
-for name in reboot sync killall; do
-    printf '#!/bin/sh\necho "%s $*" >> /sandbox/calls\n' $name > $root/sandbox/bin/$name
+for name in $recorded; do
+    printf '#!/bin/sh\necho "%s $*" >> /sandbox/calls\n' "$name" > "$root/sandbox/bin/$name"
     if [ -e "$root/usr/sbin/$name" ]; then
-        chmod +x $root/sandbox/bin/$name && mount --bind $root/sandbox/bin/$name $root/usr/sbin/$name
+        chmod +x "$root/sandbox/bin/$name" && mount --bind "$root/sandbox/bin/$name" "$root/usr/sbin/$name"
     fi
 done
 # shellcheck disable=SC2016 # expanded when it runs

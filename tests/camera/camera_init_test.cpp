@@ -7,6 +7,7 @@
 #include "camera/camera_access.h"
 #include "camera/camera_commands.h"
 #include "camera/common_init.h"
+#include "camera/device_commands.h"
 #include "camera/parameter_block.h"
 #include "camera/parameter_messages.h"
 #include "common/log.h"
@@ -68,6 +69,7 @@ TEST(CommonInit, MapsTheKindOfProcessAndCreatesWhatIsMissing)
     EXPECT_EQ(CameraGetVideoEncoderConfig(&encoder), 0);
     SysConfigExit();
     EXPECT_EQ(CameraGetVideoEncoderConfig(&encoder), -1);
+    EXPECT_EQ(CameraSetDateTime({}), -7);
 }
 
 TEST(CameraCmdCheck, RefusesWhatTheTableDoesNotServe)

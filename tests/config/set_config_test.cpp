@@ -99,6 +99,11 @@ TEST(EncodeSet, WritesWhatAStreamAsksFor)
         {R"("FPS":10,"GOP":3)", {Word(4173, 60), Word(4152, 10), Word(4173, 30)}},
         {R"("FPS":60,"GOP":3)", {Word(4173, 60), Word(4152, 30), Word(4173, 90)}},
         {R"("FPS":0)", {Word(4152, 30)}},
+        {R"("FPS":-1)", {Word(4152, 30)}}, // a rate that is carried, unlike a missing one
+        {R"("GOP":-1,"FPS":1e300)", {Word(4173, 0U - 20), Word(4152, 30), Word(4173, 0U - 30)}},
+        {R"("GOP":-1e300)", {Word(4173, 0x80000000 * 20U)}},
+        {R"("Quality":-1,"BitRate":-1)", {Word(4194, 0U - 1), Word(4155, 0U - 1024)}},
+        {R"("BitRate":1e300)", {Word(4155, 0x7FFFFFFFU * 1024)}},
         {R"("BitRate":1024)", {}},
         {R"("BitRate":2000)", {Word(4155, 2000 * 1024)}},
         {R"("Resolution":"D1")", {Word(4162, 720), Word(4163, 480)}},
@@ -118,6 +123,10 @@ TEST(EncodeSet, LetsAllStreamsFollowTheMainOnesEncoding)
     SetUpStreams();
     const Sents pass = Joined({{Word(4148, 2), Word(4147, 2)}, ThirdStream(2)});
     EXPECT_EQ(Encode(both), Joined({pass, pass})) << "one pass for each member";
+    EXPECT_EQ(Encode(R"({"ExtraFormat":{"Video":{"Compression":"H.265"}},)"
+                     R"("MainFormat":{"Video":{"Compression":"H.264"}}})"),
+              Joined({{Word(4147, 2)}, ThirdStream(2), {Word(4148, 3), Word(4147, 2)}, ThirdStream(2)}))
+        << "a change in one pass is one for all streams that follow";
     SetUpStreams(/* mainEncoding= */ 4); // MJPEG is left for H.264
     const Sents mjpegPass = Joined({{Word(4148, 2), Word(4147, 2)}, ThirdStream(2)});
     EXPECT_EQ(Encode(both), Joined({mjpegPass, mjpegPass}));
@@ -127,19 +136,51 @@ TEST(EncodeSet, LetsAllStreamsFollowTheMainOnesEncoding)
         EXPECT_EQ(Encode(none), Sents{}) << none;
 }
 
+// The main stream's own settings come before the sound, and both before the third stream.
 TEST(EncodeSet, SwitchesTheSoundWithTheMainStream)
 {
-    SetUpStreams();
-    const Sents property = {Byte(4253, 1), Byte(4259, 80), Byte(4258, 80), Byte(4260, 0), Byte(4261, 0)};
+    const auto property = [](uint8_t isOn) {
+        return Sents{Byte(4253, isOn), Byte(4259, 80), Byte(4258, 80), Byte(4260, 0), Byte(4261, 0)};
+    };
     const Sents config = {Byte(4254, 1), Word(4255, 8000)};
-    Sents sent = Encode(R"({"MainFormat":{"AudioEnable":true,"Audio":{}}})");
-    EXPECT_NE(std::find(sent.begin(), sent.end(), property[0]), sent.end());
-    EXPECT_NE(std::find(sent.begin(), sent.end(), property[1]), sent.end()) << "a silent output is set to 80";
-    EXPECT_NE(std::find(sent.begin(), sent.end(), config[0]), sent.end());
-    sent = Encode(R"({"MainFormat":{"AudioEnable":false,"Audio":{}}})");
-    EXPECT_NE(std::find(sent.begin(), sent.end(), Byte(4253, 0)), sent.end());
-    EXPECT_EQ(std::find(sent.begin(), sent.end(), config[0]), sent.end());
+    SetUpStreams();
+    EXPECT_EQ(Encode(R"({"MainFormat":{"AudioEnable":true,"Audio":{},"Video":{"Resolution":"720P","FPS":15,)"
+                     R"("BitRate":2048,"GOP":3,"Quality":2,"Compression":"H.264","BitRateControl":"CBR"}}})"),
+              Joined({{Word(4157, 0), Word(4147, 2), Word(4193, 2), Word(4172, 75), Word(4151, 15)},
+                      {Word(4172, 45), Word(4154, 2048 * 1024), Word(4160, 1280), Word(4161, 720)},
+                      property(1),
+                      config,
+                      ThirdStream(2)}));
+    EXPECT_EQ(Encode(R"({"MainFormat":{"AudioEnable":false,"Audio":{}}})"),
+              Joined({property(0), ThirdStream()}));
     EXPECT_EQ(Encode(R"({"MainFormat":{"AudioEnable":true}})"), ThirdStream()) << "no \"Audio\", no change";
+    Host().Set<uint8_t>({{2449, 30}});
+    EXPECT_EQ(Encode(R"({"MainFormat":{"AudioEnable":true,"Audio":0}})").at(2), Byte(4258, 60))
+        << "volumes that are set stay";
+}
+
+// What cannot be done for a stream is passed over; the rest is written as ever.
+TEST(EncodeSet, LogsEachSettingInItsPlace)
+{
+    SetUpStreams();
+    Host().Set<int32_t>({{1344, 0}});     // no rate: I-frames any distance apart are too far
+    Host().Set<uint16_t>({{3788, 1520}}); // a size without a name
+    const std::string log = ErrorOutputOf([] {
+        const Sents third = {Word(4174, 15), Word(4159, 1), Word(4156, 512 * 1024), Word(4153, 15)};
+        EXPECT_EQ(Encode(Video("ExtraFormat", R"("GOP":0,"BitRateControl":"VBR")")),
+                  Joined({{Word(4158, 1)}, third}));
+        EXPECT_EQ(Encode(Video("ExtraFormat", R"("Resolution":"4K","BitRate":9,"GOP":3,"Quality":7)")),
+                  Joined({{Word(4194, 7), Word(4155, 9 * 1024)}, third}));
+    });
+    size_t place = log.rfind(": Name = Simplify.Encode.[0]\n");
+    for (const char* const line :
+         {": \n", "Common_GetAudioProperty ", " index 1 Quality 7\n",
+          "CONFIGMODIFY ProtocolAccess.c ProcessSetConfigReq ", "index = 1 value = 9\n", " NOT Support \n",
+          "index = 2 value = 1\n", "index = 2 value = 512\n", "index = 2 value = 15:",
+          "VideoConfig[2].iVideoWidth 1520 VideoConfig[2].iVideoHeight 288\n", "index = 2 Resolution = \n"}) {
+        place = log.find(line, place);
+        ASSERT_NE(place, std::string::npos) << line << log;
+    }
 }
 
 TEST(EncodeSet, IsDroppedOnceAfterAMonitorStart)

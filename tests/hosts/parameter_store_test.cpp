@@ -116,6 +116,59 @@ TEST(ParameterStore, FindsItsSettingsAgainAfterARestart)
     EXPECT_TRUE(Camera(file).block == Camera().block);
 }
 
+Block Ptz(uint8_t action, uint8_t value = 0)
+{
+    return {1, action, 0, 0, value};
+}
+
+TEST(ParameterStore, KeepsPresetsAndToursAndForgetsThemAtAFactoryDefault)
+{
+    const TemporaryDirectory directory;
+    const std::string path = directory.File("state.json");
+    std::ofstream(path) << R"({"preset/4": "pan 999 tilt -3.5 zoom 2", "preset/256": "pan 1 tilt 1 zoom 1",
+        "preset/5": "pan 1 tilt 1 zoom 0", "preset/6": "pan 1 tilt 1", "preset/": "pan 1 tilt 1 zoom 1",
+        "preset/7": 7, "4339": 2})";
+    const struct {
+        const char* name;
+        Block action;
+        int32_t result;
+    } kActions[] = {
+        {"preset of an edited file", Ptz(18, 4), 0},
+        {"presets that no file can have", Ptz(18, 5), -1},
+        {"a text that ends too soon", Ptz(18, 6), -1},
+        {"a number", Ptz(18, 7), -1},
+        {"preset that was set", Ptz(18, 200), 0},
+        {"preset that was cleared", Ptz(18, 201), -1},
+        {"tour that was stored", Ptz(25, 3), 0},
+        {"tour without points", Ptz(25, 2), -1},
+        {"tour that does not exist", Ptz(25, 32), -1},
+        {"another tour than runs", Ptz(26, 2), -1},
+        {"tour that runs", Ptz(26, 3), 0},
+        {"action that does not exist", Ptz(27), -1},
+    };
+    for (const bool restarted : {false, true}) {
+        Camera camera(path);
+        bool moved = false;
+        camera.store.Watch({.onStream = {}, .onAddress = {}, .onHead = [&](bool has) { moved = has; }});
+        for (const auto& [field, value] : {std::pair{4335, TourRecord(0, 3, 1)},
+                                           {4334, Ptz(16, 200)},
+                                           {4334, Ptz(16, 201)},
+                                           {4334, Ptz(17, 201)}})
+            EXPECT_EQ(restarted ? 0 : camera.Apply(static_cast<uint32_t>(field), value), 0);
+        EXPECT_FALSE(moved);
+        for (const auto& row : kActions)
+            EXPECT_EQ(camera.Apply(4334, row.action), row.result) << row.name;
+        EXPECT_TRUE(moved);
+        if (!restarted)
+            continue;
+        EXPECT_EQ(camera.Apply(4395, {1}), 0);
+        EXPECT_FALSE(moved);
+        EXPECT_EQ(camera.store.motors().At(INT64_MAX / 2), HeadPosition());
+        EXPECT_EQ(camera.Apply(4334, Ptz(18, 200)), -1) << "forgotten";
+        EXPECT_EQ(Camera(path).Apply(4334, Ptz(18, 4)), -1) << "in the file too";
+    }
+}
+
 TEST(ParameterStore, KeepsWhatWasSetOverWhatTheFileGivesAndTellsBoth)
 {
     const TemporaryDirectory directory;

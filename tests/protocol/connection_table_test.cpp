@@ -149,9 +149,9 @@ TEST(ConnectionHold, KeepsTheNumberUntilTheLastHolderLetsGoAndClosesItOnce)
 
 TEST(ConnectionHold, ManyRemovedConnectionsAreKeptAndClosed)
 {
-    // Seven holders with all slots each is the most that the server has; further holds are refused.
+    // Eight holders with all slots each is the most that the server has; further holds are refused.
     std::vector<int> fds;
-    std::vector<std::array<ConnectionHold, kMaxConnections>> holders(7);
+    std::vector<std::array<ConnectionHold, kMaxConnections>> holders(8);
     for (auto& holder : holders) {
         for (const int fd : FillTable())
             fds.push_back(fd);
@@ -164,7 +164,7 @@ TEST(ConnectionHold, ManyRemovedConnectionsAreKeptAndClosed)
         const TestConnection late;
         EXPECT_FALSE(ConnectionHold(0));
     }
-    EXPECT_EQ(fds.size(), 7 * 16U);
+    EXPECT_EQ(fds.size(), 8 * 16U);
     EXPECT_TRUE(std::all_of(fds.begin(), fds.end(), IsOpen));
     holders.clear();
     EXPECT_TRUE(std::none_of(fds.begin(), fds.end(), IsOpen));

@@ -10,10 +10,16 @@
 
 using Clock = std::chrono::steady_clock;
 
-inline Clock::duration Patience(std::chrono::seconds limit = std::chrono::seconds(20))
+// How many times slower the server is than the one that is shipped; 1 for that.
+inline int Slowness()
 {
     const char* slowness = getenv("VELMORA_SLOWNESS");
-    return limit * (slowness != nullptr ? std::max(atoi(slowness), 1) : 1);
+    return slowness != nullptr ? std::max(atoi(slowness), 1) : 1;
+}
+
+inline Clock::duration Patience(std::chrono::seconds limit = std::chrono::seconds(20))
+{
+    return limit * Slowness();
 }
 
 // Waits for a condition of which nobody tells: shared memory, /proc, another process's socket.

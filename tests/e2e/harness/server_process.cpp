@@ -7,6 +7,7 @@
 #include <sys/wait.h>
 
 #include <filesystem>
+#include <fstream>
 
 #include <gtest/gtest.h>
 
@@ -91,6 +92,16 @@ size_t ServerProcess::CountEntries(const char* directory) const
 {
     const std::filesystem::directory_iterator entries("/proc/" + std::to_string(pid_) + "/" + directory);
     return static_cast<size_t>(std::distance(begin(entries), end(entries)));
+}
+
+size_t ServerProcess::MemoryKb() const
+{
+    std::ifstream status("/proc/" + std::to_string(pid_) + "/status");
+    size_t kilobytes = 0;
+    for (std::string word; status >> word && word != "RssAnon:";) {
+    }
+    status >> kilobytes;
+    return kilobytes;
 }
 
 void ServerProcess::ExpectHealthy()
