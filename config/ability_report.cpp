@@ -41,14 +41,14 @@ int ProcessGetAbilityReq(int fd, const uint8_t* request, int requestLen, uint8_t
     const JsonPtr body = ParseBody(request, requestLen);
     const char* const name = GetJsonString(body.get(), "Name");
     if (body != nullptr)
-        LogTrace("%s %d: ###############Name = %s\n", __func__, __LINE__, NameForLog(name));
+        LogTrace("%s %d: ###############Name = %s\n", __func__, __LINE__, TextForLog(name));
     ReplyText text = StartReplyText(reply);
     if (const NamedAnswer* const row = FindAnswer(kAbilities, name)) {
         WriteNamedAnswer(*row, header.ulSessionId, &text);
         LogTrace("%s %d: data = \n%.*s\n", __func__, __LINE__, static_cast<int>(text.length),
                  text.buffer.data());
     } else {
-        LogTrace("..............%s %d: Name = %s\n", __func__, __LINE__, NameForLog(name));
+        LogTrace("..............%s %d: Name = %s\n", __func__, __LINE__, TextForLog(name));
         WriteNamelessAnswer(kRetUnknownName, header.ulSessionId, &text);
     }
     return FinishReply(header, text, reply, replyLen);

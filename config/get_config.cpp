@@ -68,7 +68,7 @@ int ProcessGetConfigReq(int fd, const uint8_t* request, int requestLen, uint8_t*
     if (body == nullptr)
         return 0;
     const char* const name = GetJsonString(body.get(), "Name");
-    LogTrace("%s %d: ###################Name = %s\n", __func__, __LINE__, NameForLog(name));
+    LogTrace("%s %d: ###################Name = %s\n", __func__, __LINE__, TextForLog(name));
     ReplyText text = StartReplyText(reply);
     const NamedAnswer* const row = FindAnswer(kAnswers, name);
     if (row != nullptr && row->answer != nullptr) {
@@ -76,7 +76,7 @@ int ProcessGetConfigReq(int fd, const uint8_t* request, int requestLen, uint8_t*
         ShowReply(*row, text, __LINE__);
     } else {
         if (row == nullptr)
-            LogTrace("..............%s %d: Name = %s\n", __func__, __LINE__, NameForLog(name));
+            LogTrace("..............%s %d: Name = %s\n", __func__, __LINE__, TextForLog(name));
         WriteNamelessAnswer(kRetUnknownName, header.ulSessionId, &text);
     }
     return FinishReply(header, text, reply, replyLen);

@@ -58,8 +58,3 @@ void WriteNamelessAnswer(int result, uint32_t sessionId, ReplyText* text)
 {
     Add(text, R"({"Name":"","Ret":@,"SessionID":@})", Number(result), Hex(sessionId));
 }
-
-const char* NameForLog(const char* name)
-{
-    return name != nullptr ? name : "(null)";
-}

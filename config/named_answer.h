@@ -32,6 +32,3 @@ void WriteNamedAnswer(const NamedAnswer& row, uint32_t sessionId, ReplyText* tex
 
 // Writes the body that says that a name is not served: an empty "Name", the result, "SessionID".
 void WriteNamelessAnswer(int result, uint32_t sessionId, ReplyText* text);
-
-// A request's name as the log shows it: "(null)" when it is missing.
-const char* NameForLog(const char* name);

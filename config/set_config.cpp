@@ -9,7 +9,6 @@
 #include "config/event_objects.h"
 #include "config/general_objects.h"
 #include "config/image_objects.h"
-#include "config/named_answer.h"
 #include "config/network_objects.h"
 
 namespace {
@@ -71,10 +70,10 @@ int ProcessSetConfigReq(int fd, const uint8_t* request, int requestLen, uint8_t*
         return 0;
     }
     const char* const name = GetJsonString(body.get(), "Name");
-    LogTrace("%s %d: Name = %s\n", __func__, __LINE__, NameForLog(name));
+    LogTrace("%s %d: Name = %s\n", __func__, __LINE__, TextForLog(name));
     const SettableObject* const object = FindObject(name);
     if (object == nullptr) {
-        LogTrace("..............%s %d: Name = %s\n", __func__, __LINE__, NameForLog(name));
+        LogTrace("..............%s %d: Name = %s\n", __func__, __LINE__, TextForLog(name));
         PrintBody("request = \n", request, requestLen, "\n");
         return 0;
     }

@@ -70,7 +70,7 @@ int ProcessSysinfoReq(int fd, const uint8_t* request, int requestLen, uint8_t* r
     if (body == nullptr)
         return 0;
     const char* const name = GetJsonString(body.get(), "Name");
-    LogTrace("%s %d: @@@@@@@@@Name=%s\n", __func__, __LINE__, NameForLog(name));
+    LogTrace("%s %d: @@@@@@@@@Name=%s\n", __func__, __LINE__, TextForLog(name));
     const NamedAnswer* const row = FindWithin(name);
     if (row == nullptr)
         return 0;

@@ -22,6 +22,12 @@ inline constexpr int kRetSuccess = 100;
 // The trace line with which most handlers begin: the handler's name and a line number.
 void LogRequest(const char* handler, int line);
 
+// A text of a request as the log shows it: "(null)" when it is missing.
+constexpr const char* TextForLog(const char* text)
+{
+    return text != nullptr ? text : "(null)";
+}
+
 // The request's body text: up to its first zero byte or the end of the bytes received. Borrowed.
 std::string_view RequestBody(const uint8_t* request, int requestLen);
 

@@ -87,7 +87,7 @@ void ReportUnsupported(uint16_t messageId, const uint8_t* request, int requestLe
     LogTrace("@@@@@@@@@@@@@@@@@%s %d: Not supported this command : %d\n", kName, __LINE__, messageId);
     const JsonPtr body = ParseBody(request, requestLen);
     const char* const name = GetJsonString(body.get(), "Name");
-    LogTrace("@@@@@@@@@@@%s %d: Name = %s\n", kName, __LINE__, name != nullptr ? name : "(null)");
+    LogTrace("@@@@@@@@@@@%s %d: Name = %s\n", kName, __LINE__, TextForLog(name));
     PrintBytes(request, requestLen > 0 ? static_cast<size_t>(requestLen) : 0);
 }
 

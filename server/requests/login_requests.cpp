@@ -14,11 +14,6 @@ std::atomic<uint32_t> g_sessionCounter{0};
 // "AliveInterval" is the time between keepalives, in seconds.
 constexpr char kLoginMembers[] = R"("AliveInterval":20,"ChannelNum":1,"DeviceType":"IPC","ExtraChannel":0,)";
 
-const char* OrNull(const char* text)
-{
-    return text != nullptr ? text : "(null)";
-}
-
 } // namespace
 
 int ProcessLoginReq(int fd, const uint8_t* request, int requestLen, uint8_t* reply, int* replyLen)
@@ -29,10 +24,11 @@ int ProcessLoginReq(int fd, const uint8_t* request, int requestLen, uint8_t* rep
     MessageHeader header = StartReply(fd, request, kLoginReply);
     header.ulSessionId = sessionId; // also when the login came by UDP, which no connection belongs to
     if (const JsonPtr body = ParseBody(request, requestLen))
-        LogTrace(
-            "%s %d: EncryptType = %s LoginType = %s PassWord = %s UserName = %s \n", __func__, __LINE__,
-            OrNull(GetJsonString(body.get(), "EncryptType")), OrNull(GetJsonString(body.get(), "LoginType")),
-            OrNull(GetJsonString(body.get(), "PassWord")), OrNull(GetJsonString(body.get(), "UserName")));
+        LogTrace("%s %d: EncryptType = %s LoginType = %s PassWord = %s UserName = %s \n", __func__, __LINE__,
+                 TextForLog(GetJsonString(body.get(), "EncryptType")),
+                 TextForLog(GetJsonString(body.get(), "LoginType")),
+                 TextForLog(GetJsonString(body.get(), "PassWord")),
+                 TextForLog(GetJsonString(body.get(), "UserName")));
     WriteReply(header, kLoginMembers, reply, replyLen);
     SetFdType(fd, kFdCommand);
     return 0;

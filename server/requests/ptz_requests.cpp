@@ -226,7 +226,7 @@ void Steer(const PtzRequest& request)
 void ReadAndSteer(const cJSON* body)
 {
     const char* const name = GetJsonString(body, "Name");
-    LogTrace("%s %d:...........Name = %s\n", kHandler, __LINE__, name != nullptr ? name : "(null)");
+    LogTrace("%s %d:...........Name = %s\n", kHandler, __LINE__, TextForLog(name));
     const cJSON* const control = GetJsonMember(body, "OPPTZControl");
     const char* const command = GetJsonString(control, "Command");
     if (name == nullptr || strcmp(name, "OPPTZControl") != 0 || command == nullptr)

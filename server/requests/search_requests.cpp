@@ -9,11 +9,6 @@
 
 namespace {
 
-const char* OrNull(const char* text)
-{
-    return text != nullptr ? text : "(null)";
-}
-
 // Whether the request names this camera.
 bool IsForThisCamera(const cJSON* request, const char* interface)
 {
@@ -22,7 +17,7 @@ bool IsForThisCamera(const cJSON* request, const char* interface)
     (void)CameraGetMacAddr(interface, deviceMac); // all zeros when the interface has none
     const char* const mac = GetJsonString(request, "MAC");
     LogTrace("%s %d dev mac %s\n", kName, __LINE__, deviceMac);
-    LogTrace("%s %d MAC %s\n", kName, __LINE__, OrNull(mac));
+    LogTrace("%s %d MAC %s\n", kName, __LINE__, TextForLog(mac));
     if (mac != nullptr && strcasecmp(mac, deviceMac) == 0)
         return true;
     LogTrace("%s %d Mac is not right!\n", kName, __LINE__);

@@ -21,7 +21,7 @@ void LogSeqNum(const char* handler, int line, const MessageHeader& header)
 
 void LogName(const char* handler, int line, const char* name)
 {
-    LogTrace("%s %d:...........Name = %s\n", handler, line, name != nullptr ? name : "(null)");
+    LogTrace("%s %d:...........Name = %s\n", handler, line, TextForLog(name));
 }
 
 // Sets the clock to a text like "2019-03-05 07:04:09"; any other text, or none, changes nothing.
