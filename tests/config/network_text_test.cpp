@@ -9,9 +9,22 @@ namespace {
 TEST(NetworkText, AddressesTravelAsTheNumberWhoseLowestByteIsTheFirstOctet)
 {
     const std::pair<const char*, uint32_t> numbers[] = {
-        {"192.168.1.10", 0x0A01A8C0}, {"0.0.0.0", 0},         {"255.255.255.255", 0xFFFFFFFF},
-        {"1.2.3", 0xFFFFFFFF},        {"", 0xFFFFFFFF},       {"1.2.3.4 ", 0xFFFFFFFF},
-        {"256.1.1.1", 0xFFFFFFFF},    {"fe80::1", 0xFFFFFFFF}};
+        {"192.168.1.10", 0x0A01A8C0},
+        {"0.0.0.0", 0},
+        {"255.255.255.255", 0xFFFFFFFF},
+        {"1.2.3", 0xFFFFFFFF},
+        {"", 0xFFFFFFFF},
+        {"1.2.3.4 ", 0xFFFFFFFF},
+        {"256.1.1.1", 0xFFFFFFFF},
+        {"fe80::1", 0xFFFFFFFF},
+        {"0.0.0.128", 0x80000000},
+        {" 1.2.3.4", 0xFFFFFFFF},
+        {"01.2.3.4", 0xFFFFFFFF},
+        {"1.2.3.4.5", 0xFFFFFFFF},
+        {"1.2.3.-4", 0xFFFFFFFF},
+        {"1.2.3.0x4", 0xFFFFFFFF},
+        {"1.2.3.", 0xFFFFFFFF},
+        {"4444444444444444444444444444444444444444", 0xFFFFFFFF}};
     for (const auto& [dotted, number] : numbers)
         EXPECT_EQ(IpTextToNumber(dotted), number) << dotted;
     const std::pair<const char*, const char*> texts[] = {{"0x0A01A8C0", "192.168.1.10"},

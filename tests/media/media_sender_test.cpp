@@ -78,6 +78,34 @@ TEST_F(Sender, FramesFollowTheirSubHeaders)
     tzset();
 }
 
+// Year, month, day, hour, minute and second of the date word, at the ends of what time and word can hold.
+TEST(DateWord, KeepsSixBitsOfTheYearsSince2000)
+{
+    const struct {
+        time_t now;
+        uint32_t field[6];
+    } rows[] = {
+        {946684799, {63, 12, 31, 23, 59, 59}}, // 1999
+        {946684800, {0, 1, 1, 0, 0, 0}},       // 2000
+        {1709164800, {24, 2, 29, 0, 0, 0}},    // a leap day
+        {2147483647, {38, 1, 19, 3, 14, 7}},    {2147483648, {38, 1, 19, 3, 14, 8}},
+        {2966371199, {63, 12, 31, 23, 59, 59}},                                      // 2063
+        {2966371200, {0, 1, 1, 0, 0, 0}},                                            // 2064
+        {4294967295, {42, 2, 7, 6, 28, 15}},    {4294967296, {42, 2, 7, 6, 28, 16}}, // 2106
+    };
+    setenv("TZ", "UTC", 1);
+    tzset();
+    for (const auto& [now, field] : rows) {
+        g_now = now;
+        uint32_t word = 0;
+        PackDateTime(&word);
+        EXPECT_EQ(word, field[0] << 26 | field[1] << 22 | field[2] << 17 | field[3] << 12 | field[4] << 6 |
+                            field[5])
+            << now;
+    }
+    g_now = 0;
+}
+
 TEST_F(Sender, StoppedProcessSendsNothingMore)
 {
     const Watcher watcher(1, 1);
