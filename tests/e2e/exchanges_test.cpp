@@ -90,7 +90,7 @@ TEST_P(Exchanges, HaveTheirReplyAndTheirEffect)
     EXPECT_GT(rows, 0);
 }
 
-INSTANTIATE_TEST_SUITE_P(Data, Exchanges, testing::Values("addresses", "json", "ports", "stores"),
+INSTANTIATE_TEST_SUITE_P(Data, Exchanges, testing::Values("addresses", "dates", "json", "ports", "stores"),
                          [](const auto& test) { return test.param; });
 
 } // namespace
