@@ -90,7 +90,8 @@ TEST_P(Exchanges, HaveTheirReplyAndTheirEffect)
     EXPECT_GT(rows, 0);
 }
 
-INSTANTIATE_TEST_SUITE_P(Data, Exchanges, testing::Values("addresses", "dates", "json", "ports", "stores"),
+INSTANTIATE_TEST_SUITE_P(Data, Exchanges,
+                         testing::Values("addresses", "dates", "json", "names", "ports", "ptz", "stores"),
                          [](const auto& test) { return test.param; });
 
 } // namespace

@@ -78,30 +78,25 @@ TEST_F(Sender, FramesFollowTheirSubHeaders)
     tzset();
 }
 
-// Year, month, day, hour, minute and second of the date word, at the ends of what time and word can hold.
-TEST(DateWord, KeepsSixBitsOfTheYearsSince2000)
+// At the ends of what times and the word can hold, which has six bits for the years since 2000.
+TEST(DateWord, IsRightBeyondEveryBorder)
 {
-    const struct {
-        time_t now;
-        uint32_t field[6];
-    } rows[] = {
-        {946684799, {63, 12, 31, 23, 59, 59}}, // 1999
-        {946684800, {0, 1, 1, 0, 0, 0}},       // 2000
-        {1709164800, {24, 2, 29, 0, 0, 0}},    // a leap day
-        {2147483647, {38, 1, 19, 3, 14, 7}},    {2147483648, {38, 1, 19, 3, 14, 8}},
-        {2966371199, {63, 12, 31, 23, 59, 59}},                                      // 2063
-        {2966371200, {0, 1, 1, 0, 0, 0}},                                            // 2064
-        {4294967295, {42, 2, 7, 6, 28, 15}},    {4294967296, {42, 2, 7, 6, 28, 16}}, // 2106
+    const auto word = [](uint32_t year, uint32_t month, uint32_t day, uint32_t time) {
+        return year << 26 | month << 22 | day << 17 | time;
     };
+    constexpr uint32_t kLast = 23 << 12 | 59 << 6 | 59;
+    const std::pair<time_t, uint32_t> rows[] = {
+        {946684799, word(63, 12, 31, kLast)},  {946684800, word(0, 1, 1, 0)},         // 2000
+        {1709251199, word(24, 2, 29, kLast)},  {2147483647, word(38, 1, 19, 0x3387)}, // a leap day, 2038
+        {2147483648, word(38, 1, 19, 0x3388)}, {2966371199, word(63, 12, 31, kLast)}, // 2064
+        {2966371200, word(0, 1, 1, 0)},        {4294967296, word(42, 2, 7, 0x6710)}}; // 2106
     setenv("TZ", "UTC", 1);
     tzset();
-    for (const auto& [now, field] : rows) {
+    for (const auto& [now, expected] : rows) {
         g_now = now;
-        uint32_t word = 0;
-        PackDateTime(&word);
-        EXPECT_EQ(word, field[0] << 26 | field[1] << 22 | field[2] << 17 | field[3] << 12 | field[4] << 6 |
-                            field[5])
-            << now;
+        uint32_t packed = 0;
+        PackDateTime(&packed);
+        EXPECT_EQ(packed, expected) << now;
     }
     g_now = 0;
 }

@@ -11,14 +11,8 @@ TEST(IdleDetector, EndsAConnectionThatIsThirtySecondsFromNow)
         uint32_t lastActive;
         uint32_t now;
         bool isKept;
-    } cases[] = {{1000, 1029, true},
-                 {1000, 1030, false},
-                 {1000, 971, true},
-                 {1000, 970, false},
-                 {10, 5, true},
-                 {0, 4294967295, false},
-                 {4294960, 4294989, true},
-                 {4294960, 4294990, false}}; // across 2^32 ms
+    } cases[] = {{1000, 1029, true}, {1000, 1030, false}, {1000, 971, true},
+                 {1000, 970, false}, {10, 5, true},       {0, 4294967295, false}};
     for (const auto& c : cases) {
         const FakeUptime uptime(c.lastActive);
         const TestConnection connection(1, kFdCommand);
