@@ -83,6 +83,7 @@ class Soak {
         AwaitServer();
         const TimePoint begin = Clock::now();
         while (!camera_.ServerHasEnded() && Clock::now() < begin + std::chrono::seconds(options_.seconds)) {
+            verdict_.round = rounds_;
             RunRound(PlanRound(options_.seed, rounds_++));
             if (camera_.ServerHasEnded())
                 break;
@@ -158,10 +159,9 @@ class Soak {
         for (; now != expected && Clock::now() < deadline; SleepMs(kPollMs))
             now = ReadHoldings(camera_.server());
         if (now != expected)
-            verdict_.Fail("after round %" PRIu64
-                          " the server holds %zu descriptors, %zu threads; %zu IPC objects "
+            verdict_.Fail("the server holds %zu descriptors, %zu threads; %zu IPC objects "
                           "exist (expected: %zu, %zu, %zu)",
-                          rounds_ - 1, now.descriptors, now.threads, now.ipcObjects, expected.descriptors,
+                          now.descriptors, now.threads, now.ipcObjects, expected.descriptors,
                           expected.threads, expected.ipcObjects);
     }
 

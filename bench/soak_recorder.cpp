@@ -13,7 +13,7 @@
 
 namespace {
 
-constexpr double kMostAnswerMs = 2000; // of an undisturbed camera, however busy the machine
+constexpr double kMostAnswerMs = 10'000; // of an undisturbed camera, however busy the machine
 constexpr milliseconds kTimeout{20'000};
 
 // What of a camera's answer shows that it is one to the request of a name.

@@ -1,5 +1,6 @@
 #include "bench/soak_verdict.h"
 
+#include <cinttypes>
 #include <cstdarg>
 #include <cstdio>
 
@@ -17,7 +18,7 @@ void SoakVerdict::Fail(const char* format, ...)
     vsnprintf(text, sizeof text, format, arguments);
     va_end(arguments);
     if (++failures_ <= kMostFailuresShown)
-        fprintf(stderr, "velmora-soak: WRONG: %s\n", text);
+        fprintf(stderr, "velmora-soak: WRONG in round %" PRIu64 ": %s\n", round.load(), text);
 }
 
 void SoakVerdict::Count(const std::string& what)

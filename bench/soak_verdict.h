@@ -19,6 +19,7 @@ class SoakVerdict {
     // An answer that took so long; `disturbed` when a fault lasted meanwhile.
     void CountAnswer(double ms, bool disturbed);
 
+    std::atomic<uint64_t> round{0}; // that runs
     std::atomic<uint64_t> pictures{0}, sounds{0}, mediaBytes{0};
     std::atomic<uint64_t> gaps{0}; // that faults and pauses allow
     std::atomic<uint64_t> alarms{0}, answers{0};

@@ -46,6 +46,7 @@ class SoakWatch {
         uint32_t stream;
         Connection connection;
         FrameAssembler assembler;
+        uint64_t spoiled = 0; // messages that the verdict knows of
         Track picture = {};
         Track sound = {};
     };
