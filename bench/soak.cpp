@@ -138,7 +138,6 @@ class Soak {
         RunFault(world, round);
         for (std::thread& thread : threads)
             thread.join();
-        scene_.disturbanceMs = 0;
         scene_.settingsUnsure = false;
     }
 

@@ -154,24 +154,23 @@ constexpr FaultRow kFaults[] = {
 };
 static_assert(std::size(kFaults) == static_cast<size_t>(Fault::kCount));
 
-// Beside the fault itself: starting a process on a busy machine, and an exchange that was lost with it and
-// is made again a second later.
-constexpr uint32_t kRecoveryMs = 3000;
-
 } // namespace
 
 void RunFault(SoakWorld& world, const Round& round)
 {
     const FaultRow& row = kFaults[static_cast<size_t>(round.fault)];
-    if (row.holdsUp)
-        world.scene.disturbanceMs = round.faultMs + static_cast<uint32_t>(kRecoveryMs * world.scene.slowness);
     SleepMs(round.faultDelayMs);
+    const TimePoint begin = Clock::now();
+    world.scene.disturbed = row.holdsUp;
     try {
         row.run(world, round);
         world.verdict.Count(std::string("fault: ") + NameOf(round.fault));
     } catch (const std::exception& failure) {
         world.verdict.Fail("%s: %s", NameOf(round.fault), failure.what());
     }
+    if (row.holdsUp)
+        world.scene.disturbedMs += std::chrono::ceil<milliseconds>(Clock::now() - begin).count();
+    world.scene.disturbed = false;
 }
 
 int RunVanishingRecorder(const HostPort& camera)

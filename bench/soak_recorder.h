@@ -12,9 +12,11 @@
 // What the recorders know of the camera at the moment.
 struct SoakScene {
     HostPort camera;
-    std::string interface;                  // that searches go out on
-    double slowness = 1;                    // of the server; bounds are multiplied by it
-    std::atomic<uint32_t> disturbanceMs{0}; // how long the round's fault may hold up an answer
+    std::string interface; // that searches go out on
+    double slowness = 1;   // of the server; bounds are multiplied by it
+    // Holds answers up while it lasts.
+    std::atomic<bool> disturbed{false};
+    std::atomic<int64_t> disturbedMs{0}; // so far, of all that is over
     // The parameter host is gone and what it shows may be missing for a moment.
     std::atomic<bool> settingsUnsure{false};
 };
@@ -43,7 +45,6 @@ class SoakRecorder {
     Reply Ask(uint16_t id, const std::string& body, int result = 100);
     // Runs what waits for an answer of the camera and takes the time.
     template <typename Action> auto Timed(const char* what, const Action& action);
-    [[nodiscard]] double MostAnswerMs() const;
 
     SoakVerdict& verdict_;
     const SoakScene& scene_;
