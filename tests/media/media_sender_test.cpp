@@ -109,6 +109,23 @@ TEST_F(Sender, StoppedProcessSendsNothingMore)
     EXPECT_EQ(watcher.Receive().size(), 2U * (20 + 32768));
 }
 
+TEST_F(Sender, StartAndStopTakeEffectWithTheNextFrame)
+{
+    const Watcher leaving(1, 1), late(2, 1);
+    SetSendVideoFlag(late.fd(), 0);
+    clock_.onSleep = [&] { // in the pause after the second message
+        SetSendVideoFlag(leaving.fd(), 0);
+        SetSendVideoFlag(late.fd(), 1);
+    };
+    const size_t wholeFrame = 4 * 20 + 8 + 100000;
+    EXPECT_EQ(Send(0, Frame(0x41, 100000)), 0);
+    EXPECT_EQ(leaving.Receive().size(), wholeFrame);
+    EXPECT_EQ(late.Receive().size(), 0U);
+    EXPECT_EQ(Send(0, Frame(0x41, 100000)), 0);
+    EXPECT_EQ(leaving.Receive().size(), 0U);
+    EXPECT_EQ(late.Receive().size(), wholeFrame);
+}
+
 TEST_F(Sender, ReceiverThatFailsOrBlocksTooLongIsDroppedAlone)
 {
     // Results of the sends to the first of two receivers; the second gets everything in any case.
@@ -121,7 +138,7 @@ TEST_F(Sender, ReceiverThatFailsOrBlocksTooLongIsDroppedAlone)
         Bytes message(32788);
         std::iota(message.begin(), message.end(), uint8_t{3});
         clock_.sleeps.clear();
-        SendAVStream(0, message.data(), message.size());
+        SendAVStream(FrameReceivers(0), message.data(), message.size());
         EXPECT_EQ(GetSessionIdByFd(first.fd()) == 1, isKept);
         EXPECT_EQ(clock_.sleeps[2], sleeps);
         EXPECT_EQ(log.Count(line), lines);
@@ -145,7 +162,7 @@ TEST_F(Sender, ConnectionRemovedMeanwhileIsNotWaitedFor)
     FakeSend send(std::vector<int>(300, -EAGAIN));
     clock_.onSleep = [&] { RemoveFd(watcher.fd()); };
     Bytes message(100);
-    SendAVStream(0, message.data(), message.size());
+    SendAVStream(FrameReceivers(0), message.data(), message.size());
     EXPECT_EQ(clock_.sleeps[2], 1);
 }
 
