@@ -27,7 +27,6 @@ namespace {
 
 constexpr FramePattern kMainPattern{.bitsPerSecond = 4000000};
 constexpr FramePattern kSecondPattern{.bitsPerSecond = 256000};
-constexpr int64_t kQuietNs = 10000000; // before a frame is due, nothing moves
 constexpr int64_t kLimitNs = 30000000000LL;
 
 // The thread that answers requests; only its allocations are a matter of the requests, not of the frames.
@@ -210,7 +209,8 @@ void WaitUntilReached(const FrameReceiver& receiver, const ProcessUnderTest& pro
     }
 }
 
-// Counts over whole groups of pictures, from the second key frame that a server delivers on.
+// Counts over whole groups of pictures. A key frame is delivered before, because the first one reads the time
+// zone.
 std::vector<NamedCounts> Measure(const Options& options, uint32_t watcherCount)
 {
     const CountingMemory memory;
@@ -220,8 +220,8 @@ std::vector<NamedCounts> Measure(const Options& options, uint32_t watcherCount)
     Watchers watchers(kMainPattern, kServerPort, watcherCount);
     FrameReceiver& receiver = watchers.Receiver();
     WaitUntilReached(receiver, process, 0);
-    uint64_t first = 0;
-    while (clock.DueNs(first) < MonotonicNs() + kQuietNs)
+    uint64_t first = kMainPattern.gopFrames;
+    while (clock.DueNs(first - kMainPattern.gopFrames) < MonotonicNs())
         first += kMainPattern.gopFrames;
     const uint64_t end = first + uint64_t{options.seconds} * kMainPattern.framesPerSecond;
 
