@@ -63,6 +63,14 @@ struct Figure {
     double value;
 };
 
+// What was counted, and what was delivered meanwhile: on a machine that stalls the encoder host's stand-in,
+// the server may lose its place in the ring and go on with the next key frame.
+struct Measured {
+    std::vector<NamedCounts> threads;
+    double deliveredFrames = 0; // by all watchers together
+    double deliveredBytes = 0;
+};
+
 // What the call counter fills, in memory that the counted program inherits.
 class CountingMemory {
   public:
@@ -158,10 +166,10 @@ template <typename Wanted> uint64_t SumOf(const Counts& counts, const Wanted& is
     return sum;
 }
 
-std::vector<Figure> FiguresOf(const std::vector<NamedCounts>& threads, uint32_t watchers, uint32_t seconds)
+std::vector<Figure> FiguresOf(const Measured& measured, uint32_t watchers, uint32_t seconds)
 {
     uint64_t wakeUps = 0, waits = 0, systemCalls = 0, sends = 0, copiedBytes = 0, allocations = 0;
-    for (const auto& [name, counts] : threads) {
+    for (const auto& [name, counts] : measured.threads) {
         wakeUps += counts.wakeUps;
         waits += SumOf(counts, [](const CallKind& kind) { return kind.isWait; });
         systemCalls += SumOf(counts, [](const CallKind& kind) { return kind.isSystemCall; });
@@ -172,15 +180,14 @@ std::vector<Figure> FiguresOf(const std::vector<NamedCounts>& threads, uint32_t 
         allocations += CallsOf(counts, Call::Allocate);
     }
     const double frames = seconds * kMainPattern.framesPerSecond;
-    const double frameBytes = seconds * (kMainPattern.bitsPerSecond / 8.0);
     const auto each = [](uint64_t count, double of) { return static_cast<double>(count) / of; };
     return {
         {"wake_ups_per_frame", each(wakeUps, frames)},
         {"waits_per_frame", each(waits, frames)},
         {"wake_ups_per_wait", each(wakeUps, static_cast<double>(waits))},
         {"system_calls_per_frame", each(systemCalls, frames)},
-        {"sends_per_delivered_frame", each(sends, frames * watchers)},
-        {"copies_per_frame_byte", each(copiedBytes, frameBytes)},
+        {"sends_per_delivery", each(sends, measured.deliveredFrames)},
+        {"copies_per_byte", each(copiedBytes, measured.deliveredBytes / watchers)},
         {"allocations_per_frame", each(allocations, frames)},
     };
 }
@@ -211,7 +218,7 @@ void WaitUntilReached(const FrameReceiver& receiver, const ProcessUnderTest& pro
 
 // Counts over whole groups of pictures. A key frame is delivered before, because the first one reads the time
 // zone.
-std::vector<NamedCounts> Measure(const Options& options, uint32_t watcherCount)
+Measured Measure(const Options& options, uint32_t watcherCount)
 {
     const CountingMemory memory;
     const BenchHosts hosts(kMainPattern, kSecondPattern, NextRecord::Blank);
@@ -230,10 +237,17 @@ std::vector<NamedCounts> Measure(const Options& options, uint32_t watcherCount)
     WaitUntilReached(receiver, process, end - 1);
     const Snapshot after = Take(process.Pid(), memory.Read());
     receiver.Stop();
-    for (const MediaParser& parser : watchers.Parsers())
+    Measured measured{.threads = Between(before, after)};
+    for (const MediaParser& parser : watchers.Parsers()) {
         if (parser.damaged > 0)
             throw std::runtime_error("a frame is damaged");
-    return Between(before, after);
+        for (const ReceivedFrame& frame : parser.frames)
+            if (frame.number >= first && frame.number < end) {
+                measured.deliveredFrames += 1;
+                measured.deliveredBytes += FrameBytes(kMainPattern, frame.number);
+            }
+    }
+    return measured;
 }
 
 std::vector<Bound> ReadBounds(const std::string& path)
@@ -340,9 +354,9 @@ int main(int argc, char** argv)
         const std::vector<Bound> bounds =
             options.bounds.empty() ? std::vector<Bound>{} : ReadBounds(options.bounds);
         for (const uint32_t watchers : options.watchers) {
-            const std::vector<NamedCounts> threads = Measure(options, watchers);
-            PrintThreads(threads, watchers, options.seconds);
-            over += Compare(FiguresOf(threads, watchers, options.seconds), bounds, watchers);
+            const Measured measured = Measure(options, watchers);
+            PrintThreads(measured.threads, watchers, options.seconds);
+            over += Compare(FiguresOf(measured, watchers, options.seconds), bounds, watchers);
         }
     } catch (const std::exception& failure) {
         fprintf(stderr, "velmora-frame-cost: %s\n", failure.what());
