@@ -36,6 +36,7 @@ struct Counts {
     uint64_t calls[kCallKindCount] = {};
     uint64_t copiedBytes = 0;
     uint64_t wakeUps = 0;
+    uint64_t runNs = 0; // processor time
 };
 
 struct NamedCounts {
@@ -120,6 +121,7 @@ Snapshot Take(pid_t pid, const CallCounts& counted)
         NamedCounts& thread = snapshot[atoi(task.path().filename().c_str())];
         thread.name = ReadText(task.path() / "comm");
         thread.name.pop_back(); // the line's end
+        thread.counts.runNs = strtoull(ReadText(task.path() / "schedstat").c_str(), nullptr, 10);
         thread.counts.wakeUps = FieldOf(ReadText(task.path() / "status"), "voluntary_ctxt_switches");
     }
     for (const ThreadCalls& row : counted.thread) {
@@ -148,6 +150,7 @@ std::vector<NamedCounts> Between(const Snapshot& before, const Snapshot& after)
             grown.counts.calls[kind] -= old.calls[kind];
         grown.counts.copiedBytes -= old.copiedBytes;
         grown.counts.wakeUps -= old.wakeUps;
+        grown.counts.runNs -= old.runNs;
         threads.push_back(grown);
     }
     return threads;
@@ -194,13 +197,14 @@ std::vector<Figure> FiguresOf(const Measured& measured, uint32_t watchers, uint3
 
 void PrintThreads(const std::vector<NamedCounts>& threads, uint32_t watchers, uint32_t seconds)
 {
-    printf("\n%u watcher%s; calls and wake-ups a second, copied kB a second\n  %-16s %8s", watchers,
-           watchers == 1 ? "" : "s", "", "wake-ups");
+    printf("\n%u watcher%s; CPU ms, wake-ups, calls and copied kB a second\n  %-16s %8s %8s", watchers,
+           watchers == 1 ? "" : "s", "", "CPU ms", "wake-ups");
     for (const CallKind& kind : kCallKinds)
         printf(" %8s", kind.name);
     printf(" %8s\n", "kB");
     for (const auto& [name, counts] : threads) {
-        printf("  %-16s %8.1f", name.c_str(), static_cast<double>(counts.wakeUps) / seconds);
+        printf("  %-16s %8.2f %8.1f", name.c_str(), static_cast<double>(counts.runNs) / 1e6 / seconds,
+               static_cast<double>(counts.wakeUps) / seconds);
         for (const uint64_t calls : counts.calls)
             printf(" %8.1f", static_cast<double>(calls) / seconds);
         printf(" %8.1f\n", static_cast<double>(counts.copiedBytes) / 1000 / seconds);
