@@ -15,11 +15,12 @@
 
 namespace {
 
-std::string Contents(const UniqueFd& file)
+std::string Contents(const UniqueFd& file, size_t begin = 0)
 {
     std::string text;
     char bytes[65536];
-    while (const ssize_t count = pread(file.get(), bytes, sizeof bytes, static_cast<off_t>(text.size())))
+    while (const ssize_t count =
+               pread(file.get(), bytes, sizeof bytes, static_cast<off_t>(begin + text.size())))
         text.append(bytes, static_cast<size_t>(count));
     return text;
 }
@@ -78,6 +79,16 @@ void ServerProcess::WaitFor(const UniqueFd& where, const std::string& text, int 
 int ServerProcess::CountLog(const std::string& text) const
 {
     return CountOf(Contents(log_), text);
+}
+
+std::string ServerProcess::LogFrom(size_t begin) const
+{
+    return Contents(log_, begin);
+}
+
+size_t ServerProcess::LogBytes() const
+{
+    return static_cast<size_t>(lseek(log_.get(), 0, SEEK_END)); // moves nobody: all append
 }
 
 int ServerProcess::WaitForExit()
