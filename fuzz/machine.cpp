@@ -85,7 +85,7 @@ void ResetMachine()
 {
     g_machine.store.emplace(g_machine.hostsBlock, "");
     g_machine.faults = 0;
-    g_machine.nowMs = 1000;
+    g_machine.nowUs = 1000000;
     g_machine.offer = {};
     g_machine.hasPeer = false;
     g_machine.isAnswered = g_machine.isOrdered = false;
@@ -107,7 +107,7 @@ void WriteBlock(size_t offset, std::span<const uint8_t> bytes)
 
 void PassTime(uint32_t milliseconds)
 {
-    g_machine.nowMs += milliseconds;
+    g_machine.nowUs += int64_t{milliseconds} * 1000;
 }
 
 void OfferPeer()
@@ -133,6 +133,11 @@ bool IsReadable(int fd)
 bool IsOpenConnection(int fd)
 {
     return fd >= kFirstConnection && fd <= kLastConnection && g_machine.isOpen[fd - kFirstConnection];
+}
+
+bool IsShutConnection(int fd)
+{
+    return IsOpenConnection(fd) && g_machine.isShut[fd - kFirstConnection];
 }
 
 size_t JsonAllocations()

@@ -49,8 +49,9 @@ void OfferPeer();
 void OfferBytes(int fd, std::span<const uint8_t> bytes);
 void OfferEnd(int fd, bool isError);
 bool IsReadable(int fd);
-// Whether the socket was accepted and is not closed.
+// Whether the socket was accepted and is not closed; and whether it was shut down meanwhile.
 bool IsOpenConnection(int fd);
+bool IsShutConnection(int fd);
 
 // Bytes that the server allocated for JSON and has not freed.
 size_t JsonAllocations();
