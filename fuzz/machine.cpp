@@ -71,7 +71,7 @@ void StartMachine()
     g_machine.data = data.servers;
     // A process may write into its slot alone.
     mprotect(data.servers + ParameterSlotOffset(kOwnProcess), kParameterSlotBytes, PROT_READ | PROT_WRITE);
-    g_machine.store.emplace(g_machine.hostsBlock, "");
+    PowerOn();
     cJSON_Hooks hooks{.malloc_fn = CountedMalloc, .free_fn = CountedFree};
     cJSON_InitHooks(&hooks);
     EnterServer(true);
@@ -79,9 +79,10 @@ void StartMachine()
     (void)CameraInit(1, 5);
     StartAlarmPush();
     EnterServer(false);
+    PowerOff();
 }
 
-void ResetMachine()
+void PowerOn()
 {
     g_machine.store.emplace(g_machine.hostsBlock, "");
     g_machine.faults = 0;
@@ -89,6 +90,11 @@ void ResetMachine()
     g_machine.offer = {};
     g_machine.hasPeer = false;
     g_machine.isAnswered = g_machine.isOrdered = false;
+}
+
+void PowerOff()
+{
+    g_machine.store.reset();
     for (int fd = kFirstConnection; fd <= kLastConnection; ++fd)
         if (IsOpenConnection(fd))
             Violation("a socket was left open");

@@ -182,7 +182,7 @@ int LLVMFuzzerInitialize(int*, char***)
 int LLVMFuzzerTestOneInput(const uint8_t* bytes, size_t length)
 {
     EnterServer(true);
-    ResetMachine();
+    PowerOn();
     std::span<const uint8_t> input(bytes, length);
     while (!input.empty()) {
         Happen(TakeEvent(&input));
@@ -193,6 +193,7 @@ int LLVMFuzzerTestOneInput(const uint8_t* bytes, size_t length)
         DropPart(&part);
     if (GetConnectCount() != 0 || GetMaxFd() != -1)
         Violation("connections are left");
+    PowerOff();
     EnterServer(false);
     return 0;
 }

@@ -6,6 +6,7 @@
 #include <unistd.h>
 
 #include <algorithm>
+#include <array>
 #include <cerrno>
 #include <csignal>
 #include <cstdarg>
@@ -33,13 +34,19 @@ template <typename Result> Result Fail(Result result, int error)
     return result;
 }
 
-// The field that a message code stands for, as its host knows it; null for codes that it only keeps.
-const FieldPlace* PlaceOfCode(int32_t code)
+constexpr size_t kCodes = 512; // more than there are message codes
+
+// The fields that message codes stand for, as their host knows them; null for codes that it only keeps.
+const std::array<const FieldPlace*, kCodes>& PlacesByCode()
 {
-    for (const FieldPlace& place : FieldPlaces())
-        if (ParameterCode(place.ulField) == code)
-            return &place;
-    return nullptr;
+    static const auto kPlaces = [] {
+        std::array<const FieldPlace*, kCodes> places{};
+        for (const FieldPlace& place : FieldPlaces())
+            if (const std::optional<int32_t> code = ParameterCode(place.ulField))
+                places.at(static_cast<size_t>(*code)) = &place;
+        return places;
+    }();
+    return kPlaces;
 }
 
 int AskParameterHost(const void* message, size_t bytes)
@@ -55,7 +62,7 @@ int AskParameterHost(const void* message, size_t bytes)
         static_cast<size_t>(request.iDataOffset) != ParameterSlotOffset(kOwnProcess) ||
         length > kParameterSlotBytes)
         Violation("a parameter request that its host must refuse");
-    const FieldPlace* const place = PlaceOfCode(request.iCode);
+    const FieldPlace* const place = PlacesByCode().at(static_cast<size_t>(request.iCode));
     const uint8_t* const value = g_machine.data + request.iDataOffset;
     if (place != nullptr && place->kind != FieldKind::kText && length != place->usWidth)
         Violation("a parameter of a wrong width");
