@@ -326,7 +326,7 @@ void NoteFrame(const uint8_t* payload, const DataInfo& header)
     if (header.SerialNumber != g_deliveredSerial)
         g_passes = 0;
     g_deliveredSerial = header.SerialNumber;
-    if (IsHonest() && memcmp(payload, kStarts[0], 5) == 0)
+    if (IsHonest() && header.AVDataLen >= 5 && memcmp(payload, kStarts[0], 5) == 0)
         g_clients[kType].reader[g_stream].isRunning = false;
 }
 
@@ -576,7 +576,7 @@ WRAPPED(int, _Z17VideoCallbackFuncjjPKhiPK8DataInfo, uint32_t kind, uint32_t str
     g_isInCallback = true;
     const int result = __real__Z17VideoCallbackFuncjjPKhiPK8DataInfo(kind, stream, data, length, header);
     g_isInCallback = false;
-    NoteFrame(length >= 5 ? data : kStarts[2], *header);
+    NoteFrame(data, *header);
     return result;
 }
 

@@ -16,6 +16,10 @@ constexpr uint8_t kStarts[][8] = {
     {0, 0, 0, 1, 0x02, 'l', 'i', 'e'}, {0xFF, 0xD8, 0xFF, 0xE0, 0, 'l', 'i', 'e'},
 };
 constexpr double kMostSeconds = 86400;
+// Where lies come without a rest, readers find no record as they left it; with rests they follow.
+constexpr uint32_t kFastLies = 40000;
+constexpr uint32_t kPacedLies = 256;
+constexpr uint32_t kMostPaceUs = 4000;
 constexpr uint32_t kUsualBytes = 2000;
 constexpr uint32_t kLargeBytes = 0x40000;
 constexpr uint32_t kMostAudioBytes = 0xFFFF;
@@ -43,16 +47,23 @@ RingLiar::RingLiar(RingWriter* ring, const LiePlan& plan, std::function<void()> 
 
 uint32_t RingLiar::Place(uint32_t truth)
 {
-    const uint32_t senseless = senseless_;
-    return isLying_ && senseless % 2 == 0 ? senseless : truth;
+    return isLying_ ? named_.load() : truth;
 }
 
 void RingLiar::Run(const std::stop_token& stop, std::chrono::duration<double> time)
 {
     pthread_setname_np(pthread_self(), "liar");
     const auto end = std::chrono::steady_clock::now() + time;
-    while (!stop.stop_requested() && std::chrono::steady_clock::now() < end)
+    bool isPaced = false;
+    for (uint32_t left = 0; !stop.stop_requested() && std::chrono::steady_clock::now() < end; left--) {
+        if (left == 0) {
+            isPaced = !isPaced;
+            left = 1 + Random(isPaced ? kPacedLies : kFastLies);
+        }
         ring_->Spoil([this](uint8_t* ring, uint32_t ringBytes) { Lie(ring, ringBytes); });
+        if (isPaced)
+            std::this_thread::sleep_for(std::chrono::microseconds(Random(kMostPaceUs)));
+    }
     isLying_ = false;
     if (stop.stop_requested())
         return;
@@ -87,7 +98,7 @@ void RingLiar::Lie(uint8_t* ring, uint32_t ringBytes)
         Spoil(ring, ringBytes);
         break;
     case 6:
-        senseless_ = Random(ringBytes + ringBytes / 16);
+        named_ = Random(ringBytes + ringBytes / 16);
         break;
     case 7:
         serial_ = 1 + Random(kSerialLimit);
@@ -125,6 +136,8 @@ void RingLiar::PutRecord(uint8_t* ring, uint32_t ringBytes)
     memset(ring + place_ + kRecordBytes, static_cast<int>(random_()), bytes);
     const auto& start = kStarts[Random(std::size(kStarts))];
     memcpy(ring + place_ + kRecordBytes, start, std::min<size_t>(bytes, sizeof start));
+    if (Random(4) == 0)
+        named_ = place_;
     const uint32_t next = place_ + kRecordBytes + bytes;
     if (Random(2) == 0 && next <= ringBytes - kRecordBytes)
         memset(ring + next, 0, kRecordBytes);

@@ -1,7 +1,8 @@
 // An encoder host that lies, for torturing readers: beside the records of a stream it writes into the same
-// ring, without a pause and for a given time, whatever a broken host could (records of any length and serial
-// number, published before they stand, without magic, or changed afterwards, marks of wraps and pauses,
-// returns to earlier places), and names senseless places to readers. Then it tells the truth again.
+// ring, for a given time and by turns without a rest and at the pace of readers, whatever a broken host could
+// (records of any length and serial number, published before they stand, without magic, or changed
+// afterwards, marks of wraps and pauses, returns to earlier places), and names senseless places to readers.
+// Then it tells the truth again.
 //
 // The lies come from the seed alone. Audio records are never above 65535 bytes, which is the longest that
 // the wire can tell.
@@ -53,6 +54,6 @@ class RingLiar {
     uint32_t place_ = 0;      // of its next record
     uint32_t serial_ = 1;
     uint32_t highestSerial_ = 1;
-    std::atomic<uint32_t> senseless_{0}; // a place for readers
-    std::jthread thread_;                // ends first
+    std::atomic<uint32_t> named_{0}; // to readers that ask
+    std::jthread thread_;            // ends first
 };
