@@ -527,6 +527,8 @@ WRAPPED(void, _Z7SleepMsj, uint32_t milliseconds)
     g_nowMs += milliseconds;
     if (g_isInCallback && !g_isSending)
         g_stored.clear(); // nobody watches: the fan-out has just dropped what it had
+    if (IsHonest() && g_isSending)
+        g_honestSinceMs += milliseconds; // the backlog has its own pace
     if (IsHonest())
         BeHonest();
     else if (g_input.IsAtEnd())

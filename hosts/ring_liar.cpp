@@ -22,7 +22,7 @@ constexpr uint32_t kPacedLies = 256;
 constexpr uint32_t kMostPaceUs = 4000;
 constexpr uint32_t kUsualBytes = 2000;
 constexpr uint32_t kLargeBytes = 0x40000;
-constexpr uint32_t kMostAudioBytes = 0xFFFF;
+constexpr uint32_t kMostAudioBytes = 0x1FFF;
 constexpr uint32_t kSerialLimit = 0xF0000000; // the truth must find some above all lies
 constexpr uint8_t kNoAudio = 0x80; // in a spoilt byte: no word with it makes a record an audio record
 

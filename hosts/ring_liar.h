@@ -4,8 +4,8 @@
 // afterwards, marks of wraps and pauses, returns to earlier places), and names senseless places to readers.
 // Then it tells the truth again.
 //
-// The lies come from the seed alone. Audio records are never above 65535 bytes, which is the longest that
-// the wire can tell.
+// The lies come from the seed alone. Audio records are at most 8191 bytes: they are sent in such small
+// messages that a few large ones would hold up a stream for longer than the lies last.
 #pragma once
 
 #include <atomic>
