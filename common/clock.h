@@ -7,10 +7,14 @@
 void SleepUs(uint32_t microseconds);
 void SleepMs(uint32_t milliseconds);
 
+// Sleeps until MonotonicUs() has reached the time, whatever signals arrive.
+void SleepUntilUs(int64_t timeUs);
+
 // System uptime in whole seconds, as sysinfo() reports it: a started second counts.
 uint32_t GetUptime();
 
-// Milliseconds on a clock that nobody can set; for measuring spans.
+// Microseconds and milliseconds on a clock that nobody can set; for measuring spans.
+int64_t MonotonicUs();
 int64_t MonotonicMs();
 
 // Sets the clock of the system, in seconds since 1970 (UTC). A refusal is logged.

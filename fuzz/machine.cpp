@@ -71,7 +71,7 @@ void StartMachine()
     g_machine.data = data.servers;
     // A process may write into its slot alone.
     mprotect(data.servers + ParameterSlotOffset(kOwnProcess), kParameterSlotBytes, PROT_READ | PROT_WRITE);
-    g_machine.store.emplace(g_machine.hostsBlock, "");
+    PowerOn();
     cJSON_Hooks hooks{.malloc_fn = CountedMalloc, .free_fn = CountedFree};
     cJSON_InitHooks(&hooks);
     EnterServer(true);
@@ -79,16 +79,22 @@ void StartMachine()
     (void)CameraInit(1, 5);
     StartAlarmPush();
     EnterServer(false);
+    PowerOff();
 }
 
-void ResetMachine()
+void PowerOn()
 {
     g_machine.store.emplace(g_machine.hostsBlock, "");
     g_machine.faults = 0;
-    g_machine.nowMs = 1000;
+    g_machine.nowUs = 1000000;
     g_machine.offer = {};
     g_machine.hasPeer = false;
     g_machine.isAnswered = g_machine.isOrdered = false;
+}
+
+void PowerOff()
+{
+    g_machine.store.reset();
     for (int fd = kFirstConnection; fd <= kLastConnection; ++fd)
         if (IsOpenConnection(fd))
             Violation("a socket was left open");
@@ -107,7 +113,7 @@ void WriteBlock(size_t offset, std::span<const uint8_t> bytes)
 
 void PassTime(uint32_t milliseconds)
 {
-    g_machine.nowMs += milliseconds;
+    g_machine.nowUs += int64_t{milliseconds} * 1000;
 }
 
 void OfferPeer()
@@ -133,6 +139,11 @@ bool IsReadable(int fd)
 bool IsOpenConnection(int fd)
 {
     return fd >= kFirstConnection && fd <= kLastConnection && g_machine.isOpen[fd - kFirstConnection];
+}
+
+bool IsShutConnection(int fd)
+{
+    return IsOpenConnection(fd) && g_machine.isShut[fd - kFirstConnection];
 }
 
 size_t JsonAllocations()

@@ -35,8 +35,10 @@ inline constexpr int kLastConnection = 121;
 
 // Attaches the server to the machine, once.
 void StartMachine();
-// The machine as it is after power-on: no connection, default parameters, no faults, time 0.
-void ResetMachine();
+// The machine as it is after power-on: no connection, default parameters, no faults, the same time always.
+void PowerOn();
+// Lets go of everything that the machine allocated; no connection may be open.
+void PowerOff();
 
 void SetFaults(uint16_t faults);
 // Overwrites bytes of the parameter block, as its owner may.
@@ -49,8 +51,9 @@ void OfferPeer();
 void OfferBytes(int fd, std::span<const uint8_t> bytes);
 void OfferEnd(int fd, bool isError);
 bool IsReadable(int fd);
-// Whether the socket was accepted and is not closed.
+// Whether the socket was accepted and is not closed; and whether it was shut down meanwhile.
 bool IsOpenConnection(int fd);
+bool IsShutConnection(int fd);
 
 // Bytes that the server allocated for JSON and has not freed.
 size_t JsonAllocations();

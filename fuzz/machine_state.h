@@ -26,13 +26,14 @@ struct MachineState {
     uint8_t* data = nullptr;       // the server's view; its slot alone can be written
     std::optional<ParameterStore> store;
     uint16_t faults = 0;
-    int64_t nowMs = 1000;
+    int64_t nowUs = 1000000;
     bool isServing = false; // the server has the thread, not who drives it
     bool isSilent = false;
 
     Offer offer;
     bool hasPeer = false;
     bool isOpen[kLastConnection - kFirstConnection + 1] = {};
+    bool isShut[kLastConnection - kFirstConnection + 1] = {};
 
     bool isAnswered = false; // by the parameter host
     ParameterMessage answer{};

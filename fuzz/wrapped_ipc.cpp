@@ -5,6 +5,8 @@
 #include <sys/shm.h>
 #include <unistd.h>
 
+#include <algorithm>
+#include <array>
 #include <cerrno>
 #include <csignal>
 #include <cstdarg>
@@ -32,13 +34,19 @@ template <typename Result> Result Fail(Result result, int error)
     return result;
 }
 
-// The field that a message code stands for, as its host knows it; null for codes that it only keeps.
-const FieldPlace* PlaceOfCode(int32_t code)
+constexpr size_t kCodes = 512; // more than there are message codes
+
+// The fields that message codes stand for, as their host knows them; null for codes that it only keeps.
+const std::array<const FieldPlace*, kCodes>& PlacesByCode()
 {
-    for (const FieldPlace& place : FieldPlaces())
-        if (ParameterCode(place.ulField) == code)
-            return &place;
-    return nullptr;
+    static const auto kPlaces = [] {
+        std::array<const FieldPlace*, kCodes> places{};
+        for (const FieldPlace& place : FieldPlaces())
+            if (const std::optional<int32_t> code = ParameterCode(place.ulField))
+                places.at(static_cast<size_t>(*code)) = &place;
+        return places;
+    }();
+    return kPlaces;
 }
 
 int AskParameterHost(const void* message, size_t bytes)
@@ -54,7 +62,7 @@ int AskParameterHost(const void* message, size_t bytes)
         static_cast<size_t>(request.iDataOffset) != ParameterSlotOffset(kOwnProcess) ||
         length > kParameterSlotBytes)
         Violation("a parameter request that its host must refuse");
-    const FieldPlace* const place = PlaceOfCode(request.iCode);
+    const FieldPlace* const place = PlacesByCode().at(static_cast<size_t>(request.iCode));
     const uint8_t* const value = g_machine.data + request.iDataOffset;
     if (place != nullptr && place->kind != FieldKind::kText && length != place->usWidth)
         Violation("a parameter of a wrong width");
@@ -151,9 +159,9 @@ int __wrap_access(const char* path, int mode);
 int __wrap__Z14Command_SystemPKc(const char* command);
 int __wrap__Z19StartDetachedThreadPKcPFPvS1_ES1_(const char* name, ThreadBody* body, void* argument);
 int __wrap_clock_settime(clockid_t clock, const timespec* time);
-uint32_t __wrap__Z9GetUptimev();
-int64_t __wrap__Z11MonotonicMsv();
-void __wrap__Z7SleepMsj(uint32_t milliseconds);
+int __real_clock_gettime(clockid_t clock, timespec* time);
+int __wrap_clock_gettime(clockid_t clock, timespec* time);
+int __wrap_clock_nanosleep(clockid_t clock, int flags, const timespec* time, timespec* rest);
 time_t __wrap_time(time_t* now);
 ssize_t __real_write(int fd, const void* bytes, size_t length);
 ssize_t __wrap_write(int fd, const void* bytes, size_t length);
@@ -251,26 +259,26 @@ int __wrap_clock_settime(clockid_t, const timespec*)
     return Has(kNoFiles) ? Fail(-1, EPERM) : 0;
 }
 
-uint32_t __wrap__Z9GetUptimev()
+int __wrap_clock_gettime(clockid_t clock, timespec* time)
 {
-    return static_cast<uint32_t>(g_machine.nowMs / 1000);
-}
-
-int64_t __wrap__Z11MonotonicMsv()
-{
-    return g_machine.nowMs;
+    if (!g_machine.isServing || clock == CLOCK_REALTIME) // libFuzzer's
+        return __real_clock_gettime(clock, time);
+    *time = {.tv_sec = g_machine.nowUs / 1000000, .tv_nsec = g_machine.nowUs % 1000000 * 1000};
+    return 0;
 }
 
 // The search thread's loop ends with its pause.
-void __wrap__Z7SleepMsj(uint32_t milliseconds)
+int __wrap_clock_nanosleep(clockid_t, int flags, const timespec* time, timespec*)
 {
-    g_machine.nowMs += milliseconds;
+    const int64_t us = time->tv_sec * 1000000 + time->tv_nsec / 1000;
+    g_machine.nowUs = (flags & TIMER_ABSTIME) != 0 ? std::max(us, g_machine.nowUs) : g_machine.nowUs + us;
     EndNetworkRun();
+    return 0;
 }
 
 time_t __wrap_time(time_t* now)
 {
-    const time_t seconds = 1700000000 + g_machine.nowMs / 1000;
+    const time_t seconds = 1700000000 + g_machine.nowUs / 1000000;
     if (now != nullptr)
         *now = seconds;
     return seconds;

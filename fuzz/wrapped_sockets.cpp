@@ -110,15 +110,20 @@ int __wrap_select(int count, fd_set* readable, fd_set* writable, fd_set* excepti
                       Keep(count, writable, [](int) { return !Has(kPeersFull); }) +
                       Keep(count, exceptional, [](int) { return Has(kSocketsUrgent); });
     if (ready == 0)
-        g_machine.nowMs += timeout->tv_sec * 1000 + timeout->tv_usec / 1000;
+        g_machine.nowUs += timeout->tv_sec * 1000000 + timeout->tv_usec;
     return ready;
 }
 
-int __wrap_poll(pollfd* sockets, nfds_t, int)
+int __wrap_poll(pollfd* sockets, nfds_t count, int)
 {
-    CheckOpen(sockets->fd);
-    sockets->revents = Has(kPeersFull) ? 0 : sockets->events;
-    return Has(kPeersFull) ? 0 : 1;
+    int ready = 0;
+    for (pollfd& socket : std::span(sockets, count)) {
+        CheckOpen(socket.fd);
+        const int events = (IsReadable(socket.fd) ? POLLIN : 0) | (Has(kPeersFull) ? 0 : POLLOUT);
+        socket.revents = static_cast<short>(events & socket.events);
+        ready += socket.revents != 0 ? 1 : 0;
+    }
+    return ready;
 }
 
 int __wrap_accept4(int, sockaddr* peer, socklen_t* bytes, int)
@@ -133,6 +138,7 @@ int __wrap_accept4(int, sockaddr* peer, socklen_t* bytes, int)
     address.sin_port = htons(40000);
     memcpy(peer, &address, std::min<size_t>(*bytes, sizeof address));
     *open = true;
+    g_machine.isShut[open - g_machine.isOpen] = false;
     return kFirstConnection + static_cast<int>(open - g_machine.isOpen);
 }
 
@@ -181,7 +187,9 @@ int __wrap_fcntl(int fd, int, ...)
 
 int __wrap_shutdown(int fd, int)
 {
-    CheckOpen(fd);
+    if (!IsOpenConnection(fd) || IsShutConnection(fd))
+        Violation("a socket is shut down that is no connection, or twice");
+    g_machine.isShut[fd - kFirstConnection] = true;
     return 0;
 }
 

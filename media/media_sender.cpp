@@ -8,6 +8,7 @@
 
 #include "common/clock.h"
 #include "common/log.h"
+#include "common/shared_wait.h"
 #include "media/ring_layout.h"
 #include "media/stream_fanout.h"
 #include "protocol/connection_table.h"
@@ -18,7 +19,7 @@ namespace {
 constexpr size_t kPieceBytes = 32768;
 constexpr uint32_t kRetryMs = 2;
 constexpr int kMostBlocked = 200; // attempts in a row; about 400 ms
-constexpr uint32_t kIdleMs[] = {5, 3};
+constexpr uint32_t kIdleMs = 5 + 3; // between two walks over the connections
 
 alignas(kFrameOffset) uint8_t g_buffers[kLiveStreams][kMediaBufferBytes];
 
@@ -74,6 +75,11 @@ bool IsWatching(const ConnectionEntry& entry, uint32_t stream)
     return entry.send_video == 1 && entry.fd_type == static_cast<int32_t>(stream) + 1;
 }
 
+bool IsSenderNeeded(void* stream)
+{
+    return !IsVideoProcessRunning() || IsStreamWanted(*static_cast<const uint32_t*>(stream)) == 1;
+}
+
 } // namespace
 
 void SendAVStream(uint32_t stream, uint8_t* message, size_t length)
@@ -101,8 +107,7 @@ void SendAVStreamThread(uint32_t stream)
                 break;
             continue;
         }
-        for (const uint32_t pauseMs : kIdleMs)
-            SleepMs(pauseMs);
+        (void)LookEvery(kIdleMs, 0, IsSenderNeeded, &stream);
     }
     LogTrace("%s %d: Thread end!\n", __func__, __LINE__);
 }

@@ -1,6 +1,7 @@
 #include "media/ring_reader.h"
 
 #include "common/log.h"
+#include "common/shared_wait.h"
 #include "media/frame_source_state.h"
 #include "media/key_frame_search.h"
 #include "media/reader_steps.h"
@@ -64,10 +65,49 @@ bool IsOff(RingReader* reader)
     return true;
 }
 
+bool IsFinished(const DataInfo& header)
+{
+    return header.EndFlag == kFlagPause || header.EndFlag == kFlagWrap || header.EndFlag == kFlagFrame;
+}
+
+// Whether the next pass would do more than find the same record missing, or still unfinished.
+bool HasChanged(const RingReader& reader, bool isSame)
+{
+    StatusCallback* const status = g_clients[reader.clientType].status;
+    return !isSame || !IsReaderRunning(reader.clientType, reader.index) ||
+           (status != nullptr && status(reader.index) <= 0);
+}
+
+DataInfo PresentHeader(const RingReader& reader)
+{
+    return CopyHeader(reader.ring, static_cast<uint64_t>(reader.VideoPos));
+}
+
+bool HasRecordCome(void* argument)
+{
+    const RingReader& reader = *static_cast<const RingReader*>(argument);
+    return HasChanged(reader, PresentHeader(reader).AVDataCheck != kRecordMagic);
+}
+
+bool HasRecordEnded(void* argument)
+{
+    const RingReader& reader = *static_cast<const RingReader*>(argument);
+    const DataInfo header = PresentHeader(reader);
+    return HasChanged(reader, header.AVDataCheck == kRecordMagic && !IsFinished(header));
+}
+
+// Passes that would only count: each look is one, and the last is made again by the loop.
+void WaitForWriter(RingReader* reader, uint32_t periodMs, uint32_t most, Look* look, uint32_t* count)
+{
+    reader->restlessPasses = 0;
+    *count += LookEvery(periodMs, most, look, reader) - 1;
+}
+
 void HandleNoRecord(RingReader* reader)
 {
     if (++reader->magicFailures <= kMostMagicFailures) {
-        Rest(reader, kMagicMs);
+        WaitForWriter(reader, kMagicMs, kMostMagicFailures + 1 - reader->magicFailures, HasRecordCome,
+                      &reader->magicFailures);
         return;
     }
     LogTrace("%s %d: VideoIndex = %d VideoPos = %d AVDataCheck == %d\n", kThread, __LINE__, Index(*reader),
@@ -107,12 +147,13 @@ void HandleWrap(RingReader* reader)
 
 void HandleUnfinished(RingReader* reader)
 {
-    ++reader->unknownFlagWaits;
-    Rest(reader, kFlagMs);
-    if (reader->unknownFlagWaits < kMostFlagWaits) {
+    if (++reader->unknownFlagWaits < kMostFlagWaits) {
+        WaitForWriter(reader, kFlagMs, kMostFlagWaits - reader->unknownFlagWaits, HasRecordEnded,
+                      &reader->unknownFlagWaits);
         reader->magicFailures = 0;
         return;
     }
+    Rest(reader, kFlagMs);
     LogTrace("%s %d: VideoIndex = %d VideoPos = %d Endflag == %d\n", kThread, __LINE__, Index(*reader),
              reader->VideoPos, static_cast<int>(reader->header.EndFlag));
     Resynchronise(reader, reader->lastSerial);

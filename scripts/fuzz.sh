@@ -13,8 +13,8 @@ for target in "$@"; do
     [ ! -f "fuzz/$target.dict" ] || options=("-dict=fuzz/$target.dict")
     printf '%s: %d s, log in %s\n' "$target" $((seconds / $#)) "$log"
     status=0
-    tests/isolated.sh "$build/bin/velmora-fuzz-$target" -max_total_time=$((seconds / $#)) -timeout=10 \
-        -max_len=16384 -print_final_stats=1 "-artifact_prefix=$build/$target-" "${options[@]}" \
+    tests/isolated.sh "$build/bin/velmora-fuzz-$target" -max_total_time=$((seconds / $#)) -timeout=120 \
+        -max_len=4096 -use_memcmp=0 -print_final_stats=1 "-artifact_prefix=$build/$target-" "${options[@]}" \
         "$corpus" "fuzz/corpus/$target" > "$log" 2>&1 || status=$?
     sed -n -e 's/^stat::number_of_executed_units: */  executions /p' \
         -e 's/^stat::average_exec_per_sec: */  a second /p' \

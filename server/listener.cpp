@@ -4,11 +4,13 @@
 #include <fcntl.h>
 #include <netinet/in.h>
 #include <netinet/tcp.h>
+#include <poll.h>
 #include <sys/select.h>
 #include <sys/socket.h>
 
 #include "common/clock.h"
 #include "common/log.h"
+#include "common/shared_wait.h"
 #include "common/unique_fd.h"
 #include "protocol/connection_table.h"
 #include "server/network_state.h"
@@ -26,6 +28,14 @@ bool IsPending(int listenFd, timeval* timeout)
     FD_ZERO(&readable);
     FD_SET(listenFd, &readable);
     return select(listenFd + 1, &readable, nullptr, nullptr, timeout) > 0;
+}
+
+// Whether the next round would do more than find nothing.
+bool IsRoundNeeded(void* argument)
+{
+    const ListenerTask& task = *static_cast<const ListenerTask*>(argument);
+    pollfd listening{.fd = task.fd, .events = POLLIN, .revents = 0};
+    return !IsNetworkRun(task.run) || poll(&listening, 1, 0) != 0;
 }
 
 // What cannot be set is left as it is: the connection works all the same.
@@ -80,14 +90,19 @@ uint32_t ListenerStep(int listenFd, timeval* timeout)
 
 void* ListenSocketThread(void* argument)
 {
-    const ListenerTask& task = *static_cast<const ListenerTask*>(argument);
+    ListenerTask& task = *static_cast<ListenerTask*>(argument);
     LogTrace("%s %d: fd = %d\n", __func__, __LINE__, task.fd);
     const UniqueFd listenSocket(task.fd);
     // One record for all calls: once its time is used up, each call only looks, and the pause of an
     // idle listener is its period.
     timeval timeout{.tv_sec = 1, .tv_usec = 5000};
-    while (IsNetworkRun(task.run))
-        SleepMs(ListenerStep(task.fd, &timeout));
+    while (IsNetworkRun(task.run)) {
+        const uint32_t pauseMs = ListenerStep(task.fd, &timeout);
+        if (pauseMs == kNothingPendingPauseMs)
+            (void)LookEvery(pauseMs, 0, IsRoundNeeded, &task);
+        else
+            SleepMs(pauseMs);
+    }
     LogTrace("%s %d: Thread end!\n", __func__, __LINE__);
     return nullptr;
 }

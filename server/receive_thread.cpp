@@ -1,14 +1,17 @@
 #include "server/receive_thread.h"
 
+#include <poll.h>
 #include <sys/select.h>
 #include <sys/socket.h>
 
 #include <algorithm>
 #include <cerrno>
 #include <cstring>
+#include <iterator>
 
 #include "common/clock.h"
 #include "common/log.h"
+#include "common/shared_wait.h"
 #include "server/network_state.h"
 
 namespace {
@@ -198,6 +201,33 @@ void ServeSlot(Pass* pass, int slot)
     }
 }
 
+// What the loop's thread waits for after a pass.
+struct PassWait {
+    uint32_t run;
+    const ReceiveBuffers* buffers;
+};
+
+bool HoldsPart(const ReceiveBuffers& buffers)
+{
+    return std::any_of(std::begin(buffers.parts), std::end(buffers.parts),
+                       [](const HeldPart& part) { return part.isHeld(); });
+}
+
+// Whether the next pass would find anything to do: a socket that select() would report for more than being
+// writable, a part of a message, an empty table, the end of the run.
+bool IsPassNeeded(void* argument)
+{
+    const auto& [run, buffers] = *static_cast<const PassWait*>(argument);
+    if (!IsNetworkRun(run) || HoldsPart(*buffers))
+        return true;
+    pollfd sockets[kMaxConnections];
+    nfds_t count = 0;
+    for (int slot = 0; slot < kMaxConnections; ++slot)
+        if (const ConnectionHold connection(slot); connection)
+            sockets[count++] = {.fd = connection.entry().fd, .events = POLLIN | POLLPRI, .revents = 0};
+    return count == 0 || poll(sockets, count, 0) != 0;
+}
+
 } // namespace
 
 uint32_t ReceivePass(ReceiveBuffers* buffers)
@@ -231,9 +261,14 @@ void* SendRecvSocketThread(void* argument)
 {
     static ReceiveBuffers buffers; // of one thread at a time: a run's is waited for before the next
     const auto run = static_cast<uint32_t>(reinterpret_cast<uintptr_t>(argument));
-    while (IsNetworkRun(run))
-        if (const uint32_t pauseMs = ReceivePass(&buffers))
+    PassWait wait{.run = run, .buffers = &buffers};
+    while (IsNetworkRun(run)) {
+        const uint32_t pauseMs = ReceivePass(&buffers);
+        if (pauseMs == kServedPauseMs)
+            (void)LookEvery(pauseMs, 0, IsPassNeeded, &wait);
+        else if (pauseMs > 0)
             SleepMs(pauseMs);
+    }
     RemoveAllConnections();
     for (HeldPart& part : buffers.parts)
         DropPart(&part);

@@ -79,7 +79,7 @@ class Lies : public Camera {
     ProcessRunner camera_{"/bin/sh",
                           {"sh", "-c",
                            "exec " VELMORA_BENCH_CAMERA " --main " + clip_.path() + " --second " +
-                               clip_.path() + " --lie " + std::to_string(6 * Slowness()) + ",20 > " +
+                               clip_.path() + " --lie " + std::to_string(4 + 2 * Slowness()) + ",20 > " +
                                output_},
                           AtEnd::kLeave};
 };

@@ -4,6 +4,8 @@
 #include <cstdlib>
 
 #include "camera/camera_commands.h"
+#include "common/clock.h"
+#include "common/shared_wait.h"
 
 // What the linker puts in place of the wrapped functions.
 #pragma GCC diagnostic ignored "-Wmissing-declarations"
@@ -16,6 +18,18 @@ void __wrap__Z7SleepMsj(uint32_t milliseconds)
         return __real__Z7SleepMsj(milliseconds);
     FakeClock::active->sleeps[milliseconds]++;
     FakeClock::active->onSleep();
+}
+
+uint32_t __real__Z9LookEveryjjPFbPvES_(uint32_t periodMs, uint32_t most, Look* look, void* argument);
+uint32_t __wrap__Z9LookEveryjjPFbPvES_(uint32_t periodMs, uint32_t most, Look* look, void* argument)
+{
+    if (FakeClock::active == nullptr)
+        return __real__Z9LookEveryjjPFbPvES_(periodMs, most, look, argument);
+    for (uint32_t made = 1;; made++) {
+        SleepMs(periodMs);
+        if (look(argument) || made == most)
+            return made;
+    }
 }
 
 uint32_t __real__Z13QueryPositionijj(int32_t clientType, uint32_t index, uint32_t command);

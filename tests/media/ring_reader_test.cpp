@@ -92,9 +92,9 @@ TEST_F(RingTest, EachRecordIsJudgedByItsRule)
     Step("wrap at the start", {{0, Header(9, 0, kFlagWrap)}}, 0, 8, 3, 0, 8, {}, {{10, 3}});
     Step("pause is marked once", {{40000, Header(9, 5, kFlagPause)}}, 40000, 8, 3, 0, 0, {}, {{500, 3}}, 0,
          "N: Endflag == 253\n");
-    Step("no magic", {{64, Header(7, 1, kFlagFrame, 1)}}, 64, 6, 101, 5000, 0, {}, {{1, 100}}, 1,
+    Step("no magic", {{64, Header(7, 1, kFlagFrame, 1)}}, 64, 6, 2, 5000, 0, {}, {{1, 100}}, 1,
          "N: VideoIndex = 0 VideoPos = 64 AVDataCheck == 1\n");
-    Step("unfinished", {{64, Header(7, 1, 5)}}, 64, 6, 50, 5000, 0, {}, {{5, 50}}, 1,
+    Step("unfinished", {{64, Header(7, 1, 5)}}, 64, 6, 2, 5000, 0, {}, {{5, 50}}, 1,
          "N: VideoIndex = 0 VideoPos = 64 Endflag == 5\n");
     Step("older", {{64, Header(5, 1)}}, 64, 6, 50, 5000, 0, {}, {{8, 50}}, 1,
          "N: VideoIndex = 0 VideoPos = 64 Endflag == 254\n");
@@ -130,14 +130,19 @@ TEST_F(RingTest, WaitsDoNotAddUpAcrossAProgress)
     RingReader reader{.clientType = kType, .index = kMainStream, .VideoPos = 0, .lastSerial = 1};
     for (uint32_t serial = 2; serial < 6; serial++) {
         const auto place = static_cast<uint32_t>(reader.VideoPos);
-        for (const auto& [header, passes] : {std::pair(Header(serial, 0, kFlagFrame, 0), 60),
-                                             {Header(serial, 0, 3), 40},
-                                             {Header(serial + 38), 9},
-                                             {Header(serial), 1}}) {
-            ring.Put(place, header);
-            for (int i = 0; i < passes; i++)
-                ReaderStep(&reader);
-        }
+        int sleeps = 0;
+        ring.Put(place, Header(serial, 0, kFlagFrame, 0));
+        clock.onSleep = [&] {
+            if (++sleeps == 60)
+                ring.Put(place, Header(serial, 0, 3));
+            if (sleeps == 60 + 40)
+                ring.Put(place, Header(serial + 38));
+        };
+        for (int i = 0; i < 2 + 9; i++)
+            ReaderStep(&reader);
+        EXPECT_EQ(sleeps, 60 + 40);
+        ring.Put(place, Header(serial));
+        ReaderStep(&reader);
     }
     EXPECT_EQ(g_delivered, (std::vector<uint32_t>{2, 3, 4, 5}));
     EXPECT_TRUE(host.commands.empty());
