@@ -136,6 +136,12 @@ bool WaitForReboot(double seconds)
     return true;
 }
 
+void TellTruth(size_t stream)
+{
+    printf("velmora-bench-camera: the %s tells the truth\n", stream == 0 ? "main stream" : "second stream");
+    fflush(stdout);
+}
+
 // What is set has its effect.
 void ConnectHosts(const Options& options, ParameterStore* store, MediaHost* media,
                   std::optional<NetworkApplier>* network)
@@ -189,6 +195,8 @@ Ending RunLife(const Options& options, Players players, ParameterChanges* settin
     MediaHost media(std::move(players));
     Companions companions;
 
+    if (options.lies)
+        media.Lie(*options.lies, TellTruth);
     ConnectHosts(options, &parameters.store(), &media, &network);
     if (network)
         network->Start();

@@ -18,6 +18,7 @@ constexpr double kMostRebootPause = 3600;
 struct Texts {
     std::string picture = kPictureOfFile;
     std::string motion;
+    std::string lies;
 };
 
 constexpr char kFooter[] =
@@ -53,6 +54,9 @@ void AddOptions(CLI::App* app, Options* options, Texts* texts)
         ->type_name("PICTURE");
     app->add_option("--motion", texts->motion, "Raise a motion alarm every N seconds for M seconds")
         ->type_name("every=N,for=M");
+    app->add_option("--lie", texts->lies,
+                    "Write senseless records into both rings for so long, to torture their readers")
+        ->type_name("SECONDS,SEED");
     app->add_option("--reboot-pause", options->rebootPause,
                     "Seconds for which the camera is gone at a reboot")
         ->check(CLI::Range(0.0, kMostRebootPause))
@@ -86,6 +90,9 @@ void CompleteOptions(Options* options, const Texts& texts)
     options->motionSchedule = MotionScheduleOfText(texts.motion);
     if (!texts.motion.empty() && !options->motionSchedule)
         throw std::runtime_error("--motion " + texts.motion + ": not every=N,for=M with M less than N");
+    options->lies = LiePlanOfText(texts.lies);
+    if (!texts.lies.empty() && !options->lies)
+        throw std::runtime_error("--lie " + texts.lies + ": not SECONDS,SEED");
 }
 
 } // namespace

@@ -6,6 +6,7 @@
 #include <vector>
 
 #include "hosts/alarm_source.h"
+#include "hosts/ring_liar.h"
 
 struct Options {
     std::string mainFile;
@@ -15,6 +16,7 @@ struct Options {
     std::string server;
     std::vector<std::string> serverArguments;
     std::optional<MotionSchedule> motionSchedule;
+    std::optional<LiePlan> lies;
     bool testPicture = false;
     double rebootPause = 2; // seconds
     bool recordingHost = false;

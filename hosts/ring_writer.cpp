@@ -1,5 +1,6 @@
 #include "hosts/ring_writer.h"
 
+#include <algorithm>
 #include <atomic>
 #include <cstring>
 
@@ -136,6 +137,25 @@ void RingWriter::Resume()
 {
     const std::lock_guard lock(mutex_);
     GoOn();
+}
+
+void RingWriter::Spoil(const std::function<void(uint8_t* ring, uint32_t ringBytes)>& function)
+{
+    const std::lock_guard lock(mutex_);
+    function(ring_, ringBytes_);
+}
+
+void RingWriter::Restart(uint32_t firstSerial)
+{
+    const std::lock_guard lock(mutex_);
+    memset(ring_, 0, ringBytes_);
+    keyFrame_.reset();
+    first_.reset();
+    Announce(0);
+    place_ = 0;
+    serial_ = std::max(serial_, firstSerial);
+    if (paused_)
+        SetEndFlag(0, kFlagPause);
 }
 
 uint32_t RingWriter::StartPlace() const

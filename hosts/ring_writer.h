@@ -16,6 +16,7 @@
 
 #include <cstddef>
 #include <cstdint>
+#include <functional>
 #include <mutex>
 #include <optional>
 #include <span>
@@ -43,6 +44,12 @@ class RingWriter {
     // Announces offset 0 after a pause, without a record yet. Best a moment before the next Put: a reader
     // that is interrupted while it copies its own pause mark there cannot mix it with that record then.
     void Resume();
+
+    // Runs the function on the ring and its size while nothing is put there. What it writes is none of the
+    // writer's records.
+    void Spoil(const std::function<void(uint8_t* ring, uint32_t ringBytes)>& function);
+    // Clears the ring and goes on at its start, as in a new life, with this serial number or a higher one.
+    void Restart(uint32_t firstSerial);
 
     [[nodiscard]] uint32_t MostPayload() const { return ringBytes_ / 2 - 2 * kRecordBytes; }
 
