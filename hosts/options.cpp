@@ -3,8 +3,13 @@
 #include <unistd.h>
 
 #include <CLI/CLI.hpp>
+#include <algorithm>
+#include <charconv>
 #include <filesystem>
+#include <iterator>
 #include <stdexcept>
+
+#include "hosts/pause_point.h"
 
 namespace {
 
@@ -13,11 +18,14 @@ namespace fs = std::filesystem;
 constexpr char kPictureOfFile[] = "file";
 constexpr char kTestPicture[] = "test";
 constexpr double kMostRebootPause = 3600;
+constexpr const char* kHostNames[kHostCount] = {"parameters", "media", "alarm"};
 
 // What becomes something else than a text.
 struct Texts {
     std::string picture = kPictureOfFile;
     std::string motion;
+    std::vector<std::string> hosts;
+    std::string pauseAt;
 };
 
 constexpr char kFooter[] =
@@ -58,6 +66,14 @@ void AddOptions(CLI::App* app, Options* options, Texts* texts)
         ->check(CLI::Range(0.0, kMostRebootPause))
         ->capture_default_str()
         ->type_name("S");
+    app->add_option("--hosts", texts->hosts, "The hosts to be: parameters, media, alarm; all unless told")
+        ->delimiter(',')
+        ->check(CLI::IsMember(std::vector<std::string>(std::begin(kHostNames), std::end(kHostNames))))
+        ->type_name("LIST");
+    app->add_option("--pause-at", texts->pauseAt,
+                    "Stop (SIGSTOP) the program at this moment, such as param-before-answer or "
+                    "main-mid-frame, the N-th time it comes")
+        ->type_name("MOMENT[:N]");
     app->add_flag("--rechost", options->recordingHost,
                   "Run a process RecHost beside, which closes its file on the card when it is told to stop");
     app->add_flag("--purge", options->purge,
@@ -71,6 +87,19 @@ void AddOptions(CLI::App* app, Options* options, Texts* texts)
     });
 }
 
+void CompletePause(const std::string& text, Options* options)
+{
+    const size_t colon = text.find(':');
+    options->pauseMoment = text.substr(0, colon);
+    const std::string times = colon == std::string::npos ? "1" : text.substr(colon + 1);
+    const auto* const end = times.data() + times.size();
+    const auto read = std::from_chars(times.data(), end, options->pauseTimes);
+    const bool isKnown = std::find(std::begin(kPauseMoments), std::end(kPauseMoments),
+                                   options->pauseMoment) != std::end(kPauseMoments);
+    if (!isKnown || read.ec != std::errc{} || read.ptr != end || options->pauseTimes == 0)
+        throw std::runtime_error("--pause-at " + text + ": no such moment (the manual page tells them)");
+}
+
 void CompleteOptions(Options* options, const Texts& texts)
 {
     const fs::path clips = options->clips.empty() ? DefaultClips() : fs::path(options->clips);
@@ -82,6 +111,14 @@ void CompleteOptions(Options* options, const Texts& texts)
         throw std::runtime_error(options->server + ": not a program that can be started");
     if (options->server.empty() && !options->serverArguments.empty())
         throw std::runtime_error("arguments for a server, but no --server");
+    if (!texts.hosts.empty())
+        options->hosts.reset();
+    for (const std::string& name : texts.hosts)
+        for (size_t host = 0; host < kHostCount; ++host)
+            if (name == kHostNames[host])
+                options->hosts.set(host);
+    if (!texts.pauseAt.empty())
+        CompletePause(texts.pauseAt, options);
     options->testPicture = texts.picture == kTestPicture;
     options->motionSchedule = MotionScheduleOfText(texts.motion);
     if (!texts.motion.empty() && !options->motionSchedule)

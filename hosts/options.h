@@ -6,6 +6,7 @@
 #include <vector>
 
 #include "hosts/alarm_source.h"
+#include "hosts/ipc_objects.h"
 
 struct Options {
     std::string mainFile;
@@ -15,6 +16,9 @@ struct Options {
     std::string server;
     std::vector<std::string> serverArguments;
     std::optional<MotionSchedule> motionSchedule;
+    Hosts hosts{~0ULL};      // to be, all unless told
+    std::string pauseMoment; // empty: never
+    uint32_t pauseTimes = 1; // that it is reached before
     bool testPicture = false;
     double rebootPause = 2; // seconds
     bool recordingHost = false;
