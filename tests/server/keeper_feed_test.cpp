@@ -37,6 +37,10 @@ TEST(KeeperFeed, WritesTheTimeOfItsSlotAndNothingElse)
     for (int i = 0; i < 200; ++i)
         EXPECT_TRUE(block.get()[i] == 0xA5 || (i >= 128 && i < 132)) << i;
 
+    shmctl(id, IPC_RMID, nullptr); // as a keeper that ends does
+    EXPECT_EQ(KeeperDataWrite(16), 0);
+    EXPECT_GE(LoadLe<uint32_t>(ShmAttachment(shmget(kKeeperKey, 200, 0)).get() + 128), before);
+
     EXPECT_EQ(KeeperDataWrite(17), -1);
     EXPECT_EQ(libKeeperInit(), 0);
     EXPECT_EQ(log.Lines(), "[Trace]: KeeperDataWrite N: gShmId -1 has something wrong!\n"
