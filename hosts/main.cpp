@@ -25,7 +25,6 @@ extern "C" {
 #include "hosts/network_applier.h"
 #include "hosts/options.h"
 #include "hosts/parameter_host.h"
-#include "hosts/pause_point.h"
 #include "hosts/process_runner.h"
 #include "hosts/recording_host.h"
 #include "media/media_layout.h"
@@ -278,7 +277,6 @@ Ending RunLife(const Options& options, Players players, ParameterChanges* settin
 void RunCamera(const Options& options)
 {
     ClaimObjects(options.hosts);
-    SetPauseMoment(options.pauseMoment, options.pauseTimes);
     Players players = OpenPlayers(options);
     CatchSignals();
     if (options.purge)

@@ -3,8 +3,6 @@
 #include <unistd.h>
 
 #include <CLI/CLI.hpp>
-#include <algorithm>
-#include <charconv>
 #include <filesystem>
 #include <iterator>
 #include <stdexcept>
@@ -25,7 +23,7 @@ struct Texts {
     std::string picture = kPictureOfFile;
     std::string motion;
     std::vector<std::string> hosts;
-    std::string pauseAt;
+    std::vector<std::string> pauseAt;
 };
 
 constexpr char kFooter[] =
@@ -72,7 +70,8 @@ void AddOptions(CLI::App* app, Options* options, Texts* texts)
         ->type_name("LIST");
     app->add_option("--pause-at", texts->pauseAt,
                     "Stop (SIGSTOP) the program at this moment, such as param-before-answer or "
-                    "main-mid-frame, the N-th time it comes")
+                    "main-mid-frame, the N-th time it comes; several are separated by commas")
+        ->delimiter(',')
         ->type_name("MOMENT[:N]");
     app->add_flag("--rechost", options->recordingHost,
                   "Run a process RecHost beside, which closes its file on the card when it is told to stop");
@@ -85,19 +84,6 @@ void AddOptions(CLI::App* app, Options* options, Texts* texts)
     app->failure_message([](const CLI::App*, const CLI::Error& error) {
         return "velmora-bench-camera: " + std::string(error.what()) + " (--help tells the options)\n";
     });
-}
-
-void CompletePause(const std::string& text, Options* options)
-{
-    const size_t colon = text.find(':');
-    options->pauseMoment = text.substr(0, colon);
-    const std::string times = colon == std::string::npos ? "1" : text.substr(colon + 1);
-    const auto* const end = times.data() + times.size();
-    const auto read = std::from_chars(times.data(), end, options->pauseTimes);
-    const bool isKnown = std::find(std::begin(kPauseMoments), std::end(kPauseMoments),
-                                   options->pauseMoment) != std::end(kPauseMoments);
-    if (!isKnown || read.ec != std::errc{} || read.ptr != end || options->pauseTimes == 0)
-        throw std::runtime_error("--pause-at " + text + ": no such moment (the manual page tells them)");
 }
 
 void CompleteOptions(Options* options, const Texts& texts)
@@ -117,8 +103,8 @@ void CompleteOptions(Options* options, const Texts& texts)
         for (size_t host = 0; host < kHostCount; ++host)
             if (name == kHostNames[host])
                 options->hosts.set(host);
-    if (!texts.pauseAt.empty())
-        CompletePause(texts.pauseAt, options);
+    for (const std::string& moment : texts.pauseAt)
+        AddPauseMoment(moment);
     options->testPicture = texts.picture == kTestPicture;
     options->motionSchedule = MotionScheduleOfText(texts.motion);
     if (!texts.motion.empty() && !options->motionSchedule)

@@ -16,9 +16,7 @@ struct Options {
     std::string server;
     std::vector<std::string> serverArguments;
     std::optional<MotionSchedule> motionSchedule;
-    Hosts hosts{~0ULL};      // to be, all unless told
-    std::string pauseMoment; // empty: never
-    uint32_t pauseTimes = 1; // that it is reached before
+    Hosts hosts{~0ULL}; // to be, all unless told
     bool testPicture = false;
     double rebootPause = 2; // seconds
     bool recordingHost = false;

@@ -1,10 +1,9 @@
-// A moment at which the whole program stops itself, as a host that hangs does: what a server does about
-// it can be watched for as long as one likes. SIGCONT lets it go on, and it does not stop again.
+// Moments at which the whole program stops itself, as a host that hangs does: what a server does about it
+// can be watched for as long as one likes. SIGCONT lets it go on, and it does not stop there again.
 //
 // The moments are those of kPauseMoments. Set before threads run; reached from any of them.
 #pragma once
 
-#include <cstdint>
 #include <string>
 #include <string_view>
 
@@ -13,7 +12,8 @@ inline constexpr const char* kPauseMoments[] = {
     "order-before-answer", "order-after-answer", "main-mid-frame",         "second-mid-frame",
 };
 
-// Stops when this moment is reached for the n-th time, n at least 1.
-void SetPauseMoment(const std::string& moment, uint32_t n);
+// "MOMENT" or "MOMENT:N": stops when the moment is reached for the first or the N-th time. Throws
+// std::runtime_error for other texts. May be called for several moments.
+void AddPauseMoment(const std::string& text);
 // Called where a moment is.
 void ReachMoment(std::string_view what, std::string_view when);
