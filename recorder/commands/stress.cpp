@@ -26,6 +26,7 @@ struct StressOptions {
     double calmSeconds = 2;
     double loadSeconds = 5;
     double afterSeconds = 2;
+    bool noProbe = false;
     std::string alarms;
     std::string watchInterface;
     std::vector<std::string> most, least;
@@ -152,11 +153,14 @@ int RunStress(StressOptions& options, const CommonOptions& common)
         packets.emplace(options.watchInterface, AddressOf(getpeername, watchers.commandFd()).sin_addr,
                         AddressOf(getsockname, watchers.commandFd()).sin_addr);
     WaitForPictures(&watchers, common.timeout());
-    Prober prober(common.address(), common.timeout(), !options.alarms.empty());
+    std::optional<Prober> prober;
+    if (!options.noProbe)
+        prober.emplace(common.address(), common.timeout(), !options.alarms.empty());
     const Figures done = Play(scene, options, &watchers);
     Figures figures{{"machine_ms", noise.worstMs()}};
     watchers.AddFigures(&figures);
-    prober.AddFigures(&figures);
+    if (prober)
+        prober->AddFigures(&figures);
     if (packets)
         packets->AddFigures(&figures);
     figures.insert(figures.end(), done.begin(), done.end());
@@ -183,6 +187,8 @@ void AddActOptions(CLI::App& app, StressOptions& options)
     app.add_option("--calm", options.calmSeconds, "Seconds before the load")->check(SecondsBetween(0, 1e6));
     app.add_option("--seconds", options.loadSeconds, "Seconds of the load")->check(SecondsBetween(0, 1e6));
     app.add_option("--after", options.afterSeconds, "Seconds after the load")->check(SecondsBetween(0, 1e6));
+    app.add_flag("--no-probe", options.noProbe,
+                 "Leave out the recorder that sends keepalives and takes alarms, and its connection");
     app.add_option("--alarms", options.alarms,
                    "Subscribe to alarms: command, or media for the watchers' media connections too")
         ->check(CLI::IsMember({"command", "media"}));
@@ -211,7 +217,7 @@ void AddLoadOptions(CLI::App& app, StressOptions& options)
     app.add_option("--resume-after", options.load.resumeMs,
                    "Milliseconds without a picture for the others after which a reader takes something")
         ->check(CLI::Range(1, 100000))
-        ->default_val(300);
+        ->default_val(330);
     app.add_option("--buffer", options.load.bufferBytes,
                    "Receive buffer of the readers in bytes; 1: the least")
         ->check(CLI::Range(1, 1 << 30));

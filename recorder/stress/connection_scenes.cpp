@@ -63,7 +63,7 @@ void Leave(Member& member, bool abruptly)
 // waits for the answer to its login, which must be its own.
 void ComeAndGo(Member& member, uint32_t number, StormCounters* counters)
 {
-    constexpr milliseconds kPatience{300};
+    constexpr milliseconds kPatience{3000};
     if (!member.isConnected)
         return;
     if (number % 3 == 0)
@@ -172,7 +172,7 @@ Figures LoadGarbage(const Load& load)
 Figures LoadUnreadReplies(const Load& load)
 {
     Crowd crowd(load.camera, static_cast<size_t>(load.options.connections));
-    const std::string request = RequestBytes(kGetAbilityReq, R"({"Name":"EncodeCapability"})");
+    const std::string request = RequestBytes(kGetAbilityReq, R"({"Name":"SystemFunction"})");
     const auto period = milliseconds(std::max(1, 1000 * load.options.connections / load.options.rate));
     int64_t requests = 0;
     Repeat(load, period, [&] {

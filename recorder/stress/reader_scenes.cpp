@@ -14,14 +14,14 @@
 namespace {
 
 constexpr milliseconds kStep{5};
-constexpr milliseconds kDropped{1500};         // an end that has not come by then is none
-constexpr size_t kMostLeft = 16 * 1024 * 1024; // more than sockets hold: the camera sends on
+constexpr milliseconds kSilence{2000}; // after which nothing lies in the sockets any more
 
 struct Reader {
     Session session;
     Connection media;
     TimePoint nextTake;
     int64_t stallsBefore; // when it came
+    bool isTaking = false;
     bool isOver = false;
 
     Reader(const Load& load, Session&& loggedIn)
@@ -68,15 +68,15 @@ void TakeSlowly(const Load& load, std::unique_ptr<Reader>& reader, Counters* cou
     reader->isOver = !Take(*reader, static_cast<size_t>(load.options.takeBytes), &counters->taken);
 }
 
-// Reads on when the others have had no picture for so long that the camera is about to give it up.
+// Takes little by little when the others have had no picture for so long that the camera is about to give
+// this reader up, and stops as soon as they get one.
 void TakeInTime(const Load& load, std::unique_ptr<Reader>& reader, Counters* counters)
 {
     const bool isStuck = Clock::now() - load.pulse.lastPicture.load() >= milliseconds(load.options.resumeMs);
-    if (reader->isOver || !isStuck || Clock::now() < reader->nextTake)
-        return;
-    reader->nextTake = Clock::now() + milliseconds(load.options.resumeMs) / 2; // until that shows
-    reader->isOver = !Take(*reader, static_cast<size_t>(load.options.takeBytes), &counters->taken);
-    counters->resumed++;
+    counters->resumed += isStuck && !reader->isTaking ? 1 : 0;
+    reader->isTaking = isStuck;
+    if (isStuck && !reader->isOver)
+        reader->isOver = !Take(*reader, static_cast<size_t>(load.options.takeBytes), &counters->taken);
 }
 
 // Goes when the camera has given it up, which the others' stall shows, and comes back at once.
@@ -99,17 +99,21 @@ constexpr struct {
     {"reconnect", ComeBack},
 };
 
-// Whether the camera has given the reader up: its connection ends after what lies in the sockets.
+// Whether the camera has given the reader up: its connection ends after what lies in the sockets. One that
+// it has not given up falls silent, because the reader asks for that.
 bool WasDropped(Reader& reader)
 {
     const int large = 1024 * 1024;
     (void)setsockopt(reader.media.fd(), SOL_SOCKET, SO_RCVBUF, &large, sizeof large);
-    const TimePoint end = Clock::now() + kDropped;
+    reader.session.Monitor("Stop", FindStream("main"));
     int64_t taken = 0;
-    while (!reader.isOver && Clock::now() < end && taken < static_cast<int64_t>(kMostLeft)) {
+    TimePoint silentAt = Clock::now() + kSilence;
+    while (!reader.isOver && Clock::now() < silentAt) {
         pollfd readable{reader.media.fd(), POLLIN, 0};
-        (void)poll(&readable, 1, PollTimeout(end));
+        if (poll(&readable, 1, PollTimeout(silentAt)) <= 0)
+            continue;
         reader.isOver = !Take(reader, 65536, &taken);
+        silentAt = Clock::now() + kSilence;
     }
     return reader.isOver;
 }
