@@ -3,7 +3,7 @@
 # eating the processor, drowning the log or keeping anything afterwards.
 # Runs in the sandbox: tests/sandbox.sh tests/stress_scene.sh PROGRAMS CLIPS ROW; VELMORA_SERVER names
 # another server to try, VELMORA_SLOWNESS how many times as long it may take.
-set -eu
+set -euo pipefail
 programs=$1 clips=$2 row=$3
 slowness=${VELMORA_SLOWNESS:-1}
 table=$(dirname "$0")/e2e/data/stress.tsv

@@ -25,6 +25,7 @@ struct StressOptions {
     std::vector<std::string> streams;
     double calmSeconds = 2;
     double loadSeconds = 5;
+    int64_t loadPictures = 0;
     double afterSeconds = 2;
     bool noProbe = false;
     std::string alarms;
@@ -73,7 +74,7 @@ TimePoint After(double seconds)
 void WaitForPictures(Watchers* watchers, milliseconds timeout)
 {
     const TimePoint deadline = Clock::now() + timeout;
-    while (!watchers->AllWatch()) {
+    while (watchers->Pictures(kCalm) == 0) {
         if (Clock::now() >= deadline)
             throw Failure(kExitNoMedia, "a watcher gets no picture");
         watchers->Receive(kCalm, Clock::now() + kStep);
@@ -118,7 +119,8 @@ Figures Play(const Scene& scene, const StressOptions& options, Watchers* watcher
     watchers->Receive(kCalm, After(options.calmSeconds));
     const sockaddr_in camera = AddressOf(getpeername, watchers->commandFd());
     RunningLoad load(scene, {options.load, camera, watchers->pulse(), {}});
-    for (const TimePoint end = After(options.loadSeconds); Clock::now() < end && !load.isOver();)
+    const TimePoint end = After(options.loadSeconds);
+    while (!load.isOver() && (Clock::now() < end || watchers->Pictures(kLoad) < options.loadPictures))
         watchers->Receive(kLoad, Clock::now() + kStep);
     load.AskToEnd();
     while (!load.isOver())
@@ -186,6 +188,9 @@ void AddActOptions(CLI::App& app, StressOptions& options)
         ->allow_extra_args(false);
     app.add_option("--calm", options.calmSeconds, "Seconds before the load")->check(SecondsBetween(0, 1e6));
     app.add_option("--seconds", options.loadSeconds, "Seconds of the load")->check(SecondsBetween(0, 1e6));
+    app.add_option("--pictures", options.loadPictures,
+                   "The load lasts longer, until each watcher has had so many pictures")
+        ->check(CLI::Range(0, 1000000));
     app.add_option("--after", options.afterSeconds, "Seconds after the load")->check(SecondsBetween(0, 1e6));
     app.add_flag("--no-probe", options.noProbe,
                  "Leave out the recorder that sends keepalives and takes alarms, and its connection");

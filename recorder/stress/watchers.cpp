@@ -22,17 +22,15 @@ int64_t Ms(microseconds time)
 
 void Gaps::Note(microseconds gap)
 {
+    second = std::max(second, std::min(worst, gap));
     worst = std::max(worst, gap);
-    if (gap > kStall)
-        stalls++;
-    else
-        worstBelowStall = std::max(worstBelowStall, gap);
+    stalls += gap > kStall ? 1 : 0;
 }
 
 void Gaps::TakeWorse(const Gaps& other)
 {
     worst = std::max(worst, other.worst);
-    worstBelowStall = std::max(worstBelowStall, other.worstBelowStall);
+    second = std::max(second, other.second);
     stalls = std::max(stalls, other.stalls);
     pictures += other.pictures;
 }
@@ -56,9 +54,13 @@ Watchers::Watchers(const HostPort& address, milliseconds timeout, size_t count,
     }
 }
 
-bool Watchers::AllWatch() const
+int64_t Watchers::Pictures(Phase phase) const
 {
-    return std::ranges::all_of(watchers_, [](const auto& w) { return w->gaps[kCalm].pictures > 0; });
+    int64_t least = INT64_MAX;
+    for (const auto& watcher : watchers_)
+        if (!watcher->isLost)
+            least = std::min(least, watcher->gaps[phase].pictures);
+    return least;
 }
 
 void Watchers::NotePicture(Watcher& watcher, Phase phase)
@@ -150,8 +152,8 @@ void Watchers::AddFigures(Figures* figures) const
         figures->emplace_back(name + "_pictures", all[phase].pictures);
         figures->emplace_back(name + "_gap_ms", Ms(all[phase].worst));
     }
+    figures->emplace_back("load_second_gap_ms", Ms(all[kLoad].second));
     figures->emplace_back("stalls", all[kLoad].stalls);
-    figures->emplace_back("load_gap_between_stalls_ms", Ms(all[kLoad].worstBelowStall));
     figures->emplace_back("lost", lost);
     figures->emplace_back("faults", faults);
     figures->emplace_back("different_frames", static_cast<int64_t>(CountDifferentFrames()));

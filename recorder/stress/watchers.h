@@ -13,7 +13,7 @@
 #include "recorder/stress/figures.h"
 #include "recorder/stress/media_checker.h"
 
-// A gap longer than this is the trace of a stuck reader, for whom the camera waits about 400 ms.
+// A gap longer than this is taken for the trace of a stuck reader, for whom the camera waits about 400 ms.
 inline constexpr milliseconds kStall{250};
 
 // When a gap between two pictures began.
@@ -22,7 +22,7 @@ enum Phase : size_t { kCalm, kLoad, kAfter, kPhases };
 // What one watcher, or all of them, met in one phase.
 struct Gaps {
     microseconds worst{0};
-    microseconds worstBelowStall{0}; // of those that are no stalls
+    microseconds second{0}; // the next one after the worst
     int64_t stalls = 0;
     int64_t pictures = 0;
     void Note(microseconds gap);
@@ -44,8 +44,8 @@ class Watchers {
 
     // Receives until that time. A watcher that loses its connection is told on standard error.
     void Receive(Phase phase, TimePoint until);
-    // Whether each of them has had a picture.
-    [[nodiscard]] bool AllWatch() const;
+    // How many pictures each of them has had in the phase at least.
+    [[nodiscard]] int64_t Pictures(Phase phase) const;
     [[nodiscard]] int commandFd() const { return watchers_.front()->session.command().fd(); }
     [[nodiscard]] Pulse& pulse() { return pulse_; }
 
