@@ -60,9 +60,10 @@ for word in $arguments; do
     [[ $word =~ ^(.*_ms=)([0-9]+)$ ]] && word=${BASH_REMATCH[1]}$((BASH_REMATCH[2] * slowness))
     bounds+=("$word")
 done
-[[ $arguments == *--no-probe* ]] || bounds+=(--most unanswered=0 --most "answer_ms=$((500 * slowness))")
+[[ $arguments == *--no-probe* ]] || bounds+=(--most unanswered=0)
+[[ $arguments =~ --no-probe|answer_ms ]] || bounds+=(--most "answer_ms=$((500 * slowness))")
 lines=$(wc -l < "$work/camera.log") cpu=$(cpu_ms) begin=$(now_ms)
-stress "${bounds[@]}" --most lost=0 --most faults=0 --most different_frames=0 | tee "$work/figures" ||
+stress "${bounds[@]}" --calm 1 --after 1 --most lost=0 --most faults=0 --most different_frames=0 | tee "$work/figures" ||
     fail 'a recorder suffers'
 took=$(($(now_ms) - begin))
 cpu=$(($(cpu_ms) - cpu)) lines=$(($(wc -l < "$work/camera.log") - lines))

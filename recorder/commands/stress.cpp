@@ -211,6 +211,8 @@ void AddLoadOptions(CLI::App& app, StressOptions& options)
     app.add_option("--connections", options.connections, "Connections, or readers, of the load")
         ->check(CLI::Range(1, 60000));
     app.add_option("--rate", options.rate, "Messages or datagrams a second")->check(CLI::Range(1, 1000000));
+    app.add_option("--request", options.load.requestId, "Id of the requests whose answers nobody reads")
+        ->capture_default_str();
     app.add_option("--reader", options.load.reader, "Kind of reader: nothing, slow, resume or reconnect")
         ->default_val("nothing");
     app.add_option("--take", options.load.takeBytes, "Bytes that a reader takes at once")

@@ -172,7 +172,7 @@ Figures LoadGarbage(const Load& load)
 Figures LoadUnreadReplies(const Load& load)
 {
     Crowd crowd(load.camera, static_cast<size_t>(load.options.connections));
-    const std::string request = RequestBytes(kGetAbilityReq, R"({"Name":"SystemFunction"})");
+    const std::string request = RequestBytes(load.options.requestId, R"({"Name":"SystemFunction"})");
     const auto period = milliseconds(std::max(1, 1000 * load.options.connections / load.options.rate));
     int64_t requests = 0;
     Repeat(load, period, [&] {

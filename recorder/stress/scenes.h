@@ -18,14 +18,15 @@
 struct LoadOptions {
     HostPort address;
     milliseconds timeout{};
-    int connections = 0; // readers, too
-    int rate = 0;        // datagrams, or messages, a second in all
-    std::string reader;  // kind of slow reader
-    int takeBytes = 0;   // that a slow reader takes
-    int everyMs = 0;     // how often, or between two bytes of a trickle
-    int resumeMs = 0;    // stall of the others after which a reader takes what lies there
-    int bufferBytes = 0; // receive buffer of readers, 0: the system's
-    bool forge = false;  // source addresses of datagrams
+    int connections = 0;                 // readers, too
+    int rate = 0;                        // datagrams, or messages, a second in all
+    std::string reader;                  // kind of slow reader
+    uint16_t requestId = kGetAbilityReq; // whose answers are not read
+    int takeBytes = 0;                   // that a slow reader takes
+    int everyMs = 0;                     // how often, or between two bytes of a trickle
+    int resumeMs = 0;                    // stall of the others after which a reader takes what lies there
+    int bufferBytes = 0;                 // receive buffer of readers, 0: the system's
+    bool forge = false;                  // source addresses of datagrams
     uint16_t consolePort = 0;
 };
 
