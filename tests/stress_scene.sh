@@ -13,7 +13,7 @@ work=$(mktemp -d)
 "$programs/velmora-bench-camera" --clips "$clips" \
     --server "${VELMORA_SERVER:-$programs/Velmora_server}" > "$work/camera.log" 2>&1 &
 bench=$!
-trap 'kill $bench; wait $bench || true; rm -r "$work"' EXIT
+trap 'kill "$bench"; wait "$bench" || true; rm -r "$work"' EXIT
 fail() {
     echo "stress_scene.sh: $row: $*" >&2
     tail -20 "$work/camera.log" | cut -c1-200 >&2
@@ -28,21 +28,29 @@ cpu_ms() { awk '{ print ($14 + $15) * 10 }' "/proc/$server/stat"; }
 log_lines() { LC_ALL=C awk '{ n += 1 + gsub(/MAX_CONNECT_NUM/, "") } END { print n + 0 }' "$work/camera.log"; }
 now_ms() { echo $((${EPOCHREALTIME/[.,]/} / 1000)); }
 
-# What a row does to the camera before the load.
-hook_none() { :; }
-hook_few_descriptors() { prlimit --pid "$server" --nofile=$(($(descriptors) + 9)); }
-hook_motion() { kill -USR2 $bench; }
-# Every queue holds so many messages that nobody waits for that nothing else fits.
-hook_full_queues() {
-    ipcs -q | awk '$1 ~ /^0x/ { print $2 }' | while read -r queue; do
-        # msgsnd() with IPC_NOWAIT, until it fails
-        perl -e 'my ($q) = @ARGV; for my $n (1000, 1) { 1 while msgsnd($q, pack("l!", 77777) . "x" x $n, 2048) }' "$queue"
-    done
-}
-# Blocks that the server attaches anew each time are gone.
-hook_lost_blocks() {
-    local key
-    for key in $(ipcs -m | awk '$1 ~ /^0x/ && $6 == 0 { print $1 }'); do ipcrm -M "$key"; done
+# What a row does to the camera before the load; `expected` is what the log then says.
+expected=
+play_hook() {
+    local queue key
+    case $hook in
+        none) ;;
+        motion) kill -USR2 "$bench" ;;
+        few_descriptors)
+            prlimit --pid "$server" --nofile=$(($(descriptors) + 9))
+            expected='Accept fd < 0'
+            ;;
+        full_queues) # no place is left beside messages that nobody waits for
+            for queue in $(ipcs -q | awk '$1 ~ /^0x/ { print $2 }'); do
+                perl -e 'for my $n (1000, 1) { 1 while msgsnd($ARGV[0], pack("l!", 77777) . "x" x $n, 2048) }' "$queue"
+            done
+            expected='control queue failed, errno = 11'
+            ;;
+        lost_blocks) # those that the server attaches anew each time
+            for key in $(ipcs -m | awk '$1 ~ /^0x/ && $6 == 0 { print $1 }'); do ipcrm -M "$key"; done
+            expected='has something wrong!'
+            ;;
+        *) fail "no hook is called '$hook'" ;;
+    esac
 }
 
 for _ in $(seq 300); do # until the server listens
@@ -52,9 +60,13 @@ for _ in $(seq 300); do # until the server listens
 done
 server=$(pgrep -P $bench Velmora_server)
 stress none --calm 0 --seconds 1 --after 0 > /dev/null # by now all that is opened once is open
-for _ in $(seq 100); do [ "$(descriptors)" = "${before-}" ] && break || before=$(descriptors) && sleep 0.1; done
+before=0
+until [ "$(descriptors)" = "$before" ]; do # all connections are closed
+    before=$(descriptors)
+    sleep 0.3
+done
 threads=$(find "/proc/$server/task" -mindepth 1 -maxdepth 1 | wc -l)
-"hook_$hook"
+play_hook
 
 # Times on a slower server may be longer; what lies in a socket at the end is no more with it.
 bounds=()
@@ -73,8 +85,12 @@ printf 'cpu_percent %d\nlines_per_second %d\n' $((cpu * 100 / took)) $((lines * 
 most_cpu=$((most_cpu * slowness < 90 ? most_cpu * slowness : 90))
 [ $((cpu * 100)) -le $((took * most_cpu)) ] || fail "more than $most_cpu % of a processor"
 [ $((lines * 1000)) -le $((took * most_lines)) ] || fail "more than $most_lines lines a second"
-for _ in $(seq 100); do [ "$(descriptors)" -le "$before" ] && break || sleep 0.1; done
+for _ in $(seq 100); do
+    [ "$(descriptors)" -gt "$before" ] || break
+    sleep 0.1
+done
 [ "$(descriptors)" -le "$before" ] || fail "$(descriptors) descriptors, $before before"
+[ -z "$expected" ] || grep -aqF "$expected" "$work/camera.log" || fail "the log does not say '$expected'"
 [ "$(find "/proc/$server/task" -mindepth 1 -maxdepth 1 | wc -l)" -eq "$threads" ] || fail 'other threads than before'
 grep -aE 'ERROR: (Address|Leak)|WARNING: ThreadSanitizer|runtime error' "$work/camera.log" &&
     fail 'a sanitizer complains'
