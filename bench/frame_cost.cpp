@@ -64,11 +64,13 @@ struct Figure {
     double value;
 };
 
-// What was counted, and what was delivered meanwhile: on a machine that stalls the encoder host's stand-in,
-// the server may lose its place in the ring and go on with the next key frame.
+// What was counted in some time, and what all watchers together received in it. A machine that stalls the
+// encoder host's stand-in makes the server lose its place in the ring and go on with the next key frame; what
+// is counted still belongs to what arrives.
 struct Measured {
     std::vector<NamedCounts> threads;
-    double deliveredFrames = 0; // by all watchers together
+    double seconds = 0;
+    double deliveredFrames = 0;
     double deliveredBytes = 0;
 };
 
@@ -169,7 +171,7 @@ template <typename Wanted> uint64_t SumOf(const Counts& counts, const Wanted& is
     return sum;
 }
 
-std::vector<Figure> FiguresOf(const Measured& measured, uint32_t watchers, uint32_t seconds)
+std::vector<Figure> FiguresOf(const Measured& measured, uint32_t watchers)
 {
     uint64_t wakeUps = 0, waits = 0, systemCalls = 0, sends = 0, copiedBytes = 0, allocations = 0;
     for (const auto& [name, counts] : measured.threads) {
@@ -182,7 +184,7 @@ std::vector<Figure> FiguresOf(const Measured& measured, uint32_t watchers, uint3
         sends += CallsOf(counts, Call::Send);
         allocations += CallsOf(counts, Call::Allocate);
     }
-    const double frames = seconds * kMainPattern.framesPerSecond;
+    const double frames = measured.seconds * kMainPattern.framesPerSecond; // that were due
     const auto each = [](uint64_t count, double of) { return static_cast<double>(count) / of; };
     return {
         {"wake_ups_per_frame", each(wakeUps, frames)},
@@ -195,14 +197,15 @@ std::vector<Figure> FiguresOf(const Measured& measured, uint32_t watchers, uint3
     };
 }
 
-void PrintThreads(const std::vector<NamedCounts>& threads, uint32_t watchers, uint32_t seconds)
+void PrintThreads(const Measured& measured, uint32_t watchers)
 {
+    const double seconds = measured.seconds;
     printf("\n%u watcher%s; CPU ms, wake-ups, calls and copied kB a second\n  %-16s %8s %8s", watchers,
            watchers == 1 ? "" : "s", "", "CPU ms", "wake-ups");
     for (const CallKind& kind : kCallKinds)
         printf(" %8s", kind.name);
     printf(" %8s\n", "kB");
-    for (const auto& [name, counts] : threads) {
+    for (const auto& [name, counts] : measured.threads) {
         printf("  %-16s %8.2f %8.1f", name.c_str(), static_cast<double>(counts.runNs) / 1e6 / seconds,
                static_cast<double>(counts.wakeUps) / seconds);
         for (const uint64_t calls : counts.calls)
@@ -236,21 +239,22 @@ Measured Measure(const Options& options, uint32_t watcherCount)
         first += kMainPattern.gopFrames;
     const uint64_t end = first + uint64_t{options.seconds} * kMainPattern.framesPerSecond;
 
+    // What is on its way at either end is counted as received, so that it makes no figure too large.
     WaitUntilReached(receiver, process, first - 1);
+    Measured measured;
+    const uint64_t framesBefore = receiver.DeliveredFrames(), bytesBefore = receiver.DeliveredBytes();
+    const int64_t begunNs = MonotonicNs();
     const Snapshot before = Take(process.Pid(), memory.Read());
     WaitUntilReached(receiver, process, end - 1);
     const Snapshot after = Take(process.Pid(), memory.Read());
+    measured.seconds = static_cast<double>(MonotonicNs() - begunNs) / 1e9;
+    measured.deliveredFrames = static_cast<double>(receiver.DeliveredFrames() - framesBefore);
+    measured.deliveredBytes = static_cast<double>(receiver.DeliveredBytes() - bytesBefore);
+    measured.threads = Between(before, after);
     receiver.Stop();
-    Measured measured{.threads = Between(before, after)};
-    for (const MediaParser& parser : watchers.Parsers()) {
+    for (const MediaParser& parser : watchers.Parsers())
         if (parser.damaged > 0)
             throw std::runtime_error("a frame is damaged");
-        for (const ReceivedFrame& frame : parser.frames)
-            if (frame.number >= first && frame.number < end) {
-                measured.deliveredFrames += 1;
-                measured.deliveredBytes += FrameBytes(kMainPattern, frame.number);
-            }
-    }
     return measured;
 }
 
@@ -359,8 +363,8 @@ int main(int argc, char** argv)
             options.bounds.empty() ? std::vector<Bound>{} : ReadBounds(options.bounds);
         for (const uint32_t watchers : options.watchers) {
             const Measured measured = Measure(options, watchers);
-            PrintThreads(measured.threads, watchers, options.seconds);
-            over += Compare(FiguresOf(measured, watchers, options.seconds), bounds, watchers);
+            PrintThreads(measured, watchers);
+            over += Compare(FiguresOf(measured, watchers), bounds, watchers);
         }
     } catch (const std::exception& failure) {
         fprintf(stderr, "velmora-frame-cost: %s\n", failure.what());

@@ -29,7 +29,7 @@ void Watch(int epoll, int fd, size_t event)
 FrameReceiver::FrameReceiver(std::vector<int> sockets, size_t watchers, Calls calls)
     : sockets_(std::move(sockets)), watchers_(watchers), calls_(std::move(calls)),
       epoll_(epoll_create1(EPOLL_CLOEXEC)), wake_(eventfd(0, EFD_CLOEXEC)),
-      reached_(std::make_unique<std::atomic<uint64_t>[]>(watchers))
+      reached_(std::make_unique<std::atomic<uint64_t>[]>(watchers)), counted_(watchers)
 {
     for (size_t socket = 0; socket < sockets_.size(); ++socket)
         Watch(epoll_.get(), sockets_[socket], socket);
@@ -69,7 +69,9 @@ void FrameReceiver::Drain(size_t socket, std::vector<uint8_t>& buffer)
         return;
     const std::vector<ReceivedFrame>& frames =
         calls_.take(socket, buffer.data(), static_cast<size_t>(got), MonotonicNs());
-    delivered_ += static_cast<uint64_t>(got);
+    deliveredBytes_ += static_cast<uint64_t>(got);
+    deliveredFrames_ += frames.size() - counted_[socket];
+    counted_[socket] = frames.size();
     if (!frames.empty())
         reached_[socket] = frames.back().number + 1;
 }

@@ -36,8 +36,9 @@ class FrameReceiver {
     FrameReceiver& operator=(const FrameReceiver&) = delete;
     ~FrameReceiver();
 
-    // Bytes that all watchers received so far.
-    [[nodiscard]] uint64_t DeliveredBytes() const { return delivered_; }
+    // Bytes and whole frames that all watchers together received so far.
+    [[nodiscard]] uint64_t DeliveredBytes() const { return deliveredBytes_; }
+    [[nodiscard]] uint64_t DeliveredFrames() const { return deliveredFrames_; }
     // Whether every watcher has received this frame or a later one.
     [[nodiscard]] bool AllReached(uint64_t number) const;
 
@@ -54,7 +55,8 @@ class FrameReceiver {
     Calls calls_;
     UniqueFd epoll_, wake_;
     std::unique_ptr<std::atomic<uint64_t>[]> reached_; // number of the last whole frame plus one
-    std::atomic<uint64_t> delivered_{0};
-    std::string error_; // written by the receiving thread, read once it has ended
+    std::atomic<uint64_t> deliveredBytes_{0}, deliveredFrames_{0};
+    std::vector<size_t> counted_; // frames of each watcher that deliveredFrames_ holds
+    std::string error_;           // written by the receiving thread, read once it has ended
     std::jthread thread_;
 };

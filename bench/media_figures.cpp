@@ -251,12 +251,14 @@ double CpuPerAddedWatcher(const std::vector<MediaCase>& cases, uint32_t mbitPerS
 std::vector<Judgement> Judge(const std::vector<MediaCase>& cases)
 {
     std::vector<Judgement> judgements;
-    for (const WatcherGoal& rate : kWatcherGoals)
-        if (const double rtsp = CpuPerAddedWatcher(cases, rate.mbitPerSecond, Program::Rtsp); rtsp > 0)
+    for (const WatcherGoal& rate : kWatcherGoals) {
+        const double server = CpuPerAddedWatcher(cases, rate.mbitPerSecond, Program::Server);
+        const double rtsp = CpuPerAddedWatcher(cases, rate.mbitPerSecond, Program::Rtsp);
+        if (server > 0 && rtsp > 0) // otherwise the machine was too busy to tell
             judgements.push_back({"added_watcher_to_rtsp",
                                   "CPU of each watcher more, times the RTSP server's", rate.mbitPerSecond, 0,
-                                  CpuPerAddedWatcher(cases, rate.mbitPerSecond, Program::Server) / rtsp,
-                                  rate.goal});
+                                  server / rtsp, rate.goal});
+    }
     for (const FloorGoal& goal : kFloorGoals)
         for (const MediaCase& measured : cases)
             JudgeByFloor(goal, measured, judgements);
