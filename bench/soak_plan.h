@@ -59,6 +59,9 @@ struct Round {
     std::vector<Step> steps[kSoakRecorders];
 };
 
+// The first rounds, which have each fault in turn and every operation, whatever the seed.
+inline constexpr uint64_t kFirstRounds = static_cast<uint64_t>(Fault::kCount);
+
 Round PlanRound(uint64_t seed, uint64_t number);
 
 const char* NameOf(Operation operation);
