@@ -50,6 +50,7 @@ struct Step {
     Operation operation;
     uint32_t value;   // what the operation makes of it
     uint32_t pauseMs; // before it
+    bool operator==(const Step&) const = default;
 };
 
 struct Round {
@@ -57,6 +58,7 @@ struct Round {
     uint32_t faultDelayMs; // after the round's begin
     uint32_t faultMs;      // how long it lasts, where it does
     std::vector<Step> steps[kSoakRecorders];
+    bool operator==(const Round&) const = default;
 };
 
 // The first rounds, which have each fault in turn and every operation, whatever the seed.
