@@ -64,7 +64,7 @@ void CountCopy(size_t bytes)
     const char* const text = getenv(kCallCountsVariable);
     if (text == nullptr)
         return;
-    const int fd = atoi(text);
+    const int fd = static_cast<int>(strtol(text, nullptr, 10));
     void* const memory = mmap(nullptr, sizeof(CallCounts), PROT_READ | PROT_WRITE, MAP_SHARED, fd, 0);
     close(fd);
     unsetenv(kCallCountsVariable);

@@ -118,7 +118,7 @@ Snapshot Take(pid_t pid, const CallCounts& counted)
 {
     Snapshot snapshot;
     for (const auto& task : std::filesystem::directory_iterator("/proc/" + std::to_string(pid) + "/task")) {
-        NamedCounts& thread = snapshot[atoi(task.path().filename().c_str())];
+        NamedCounts& thread = snapshot[static_cast<int>(strtol(task.path().filename().c_str(), nullptr, 10))];
         thread.name = ReadText(task.path() / "comm");
         thread.name.pop_back(); // the line's end
         thread.counts.runNs = strtoull(ReadText(task.path() / "schedstat").c_str(), nullptr, 10);

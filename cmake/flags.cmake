@@ -22,8 +22,10 @@ if(VELMORA_SANITIZE)
     -fsanitize=${VELMORA_SANITIZE} -fno-sanitize-recover=all -fno-omit-frame-pointer)
   target_link_options(velmora_flags INTERFACE -fsanitize=${VELMORA_SANITIZE})
 elseif(NOT CMAKE_BUILD_TYPE STREQUAL "Debug")
-  # The fortified C library calls need optimisation and disturb the sanitizers.
-  target_compile_options(velmora_flags INTERFACE -U_FORTIFY_SOURCE -D_FORTIFY_SOURCE=2)
+  # The fortified C library calls need optimisation and disturb the sanitizers, which a target of its own may
+  # have (fuzz/CMakeLists.txt).
+  target_compile_options(velmora_flags INTERFACE
+    "$<$<NOT:$<BOOL:$<TARGET_PROPERTY:VELMORA_CHECKED>>>:-U_FORTIFY_SOURCE;-D_FORTIFY_SOURCE=2>")
 endif()
 if(VELMORA_COVERAGE)
   target_compile_options(velmora_flags INTERFACE --coverage)

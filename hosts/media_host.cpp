@@ -11,6 +11,7 @@ namespace {
 
 constexpr char kName[] = "MediaHost";
 constexpr size_t kOwnedRings = 3; // the talk ring belongs to whoever plays talk audio
+constexpr const char* kStreamNames[kPlayedStreams] = {"main", "second"}; // of their moments
 
 // One that follows the uptime, faster than any stream makes records, is above all that an earlier life of
 // this program gave out.
@@ -61,9 +62,9 @@ std::vector<HostSegment> MakeRings()
 
 MediaHost::MediaHost(Players players)
     : players_(std::move(players)), segments_(MakeRings()),
-      positions_("MediaHost pos", kPositionQueueKey, kPositionQueueMode, kPositionRequestType,
+      positions_("MediaHost pos", "position", kPositionQueueKey, kPositionQueueMode, kPositionRequestType,
                  PositionMessage::kTextBytes, [this](QueueText& message) { return AnswerPosition(message); }),
-      control_("MediaHost ctrl", kControlQueueKey, kControlQueueMode, kControlRequestType,
+      control_("MediaHost ctrl", "order", kControlQueueKey, kControlQueueMode, kControlRequestType,
                ControlMessage::kTextBytes, [this](QueueText& message) { return AnswerControl(message); })
 {
     for (size_t i = 0; i < kOwnedRings; ++i) {
@@ -71,7 +72,8 @@ MediaHost::MediaHost(Players players)
         const uint32_t firstSerial = FirstSerial(ring, kRings[i].ulRingBytes);
         memset(ring, 0, kRings[i].ulSegmentBytes);
         if (i < kPlayedStreams)
-            rings_[i] = std::make_unique<RingWriter>(ring, kRings[i].ulRingBytes, firstSerial);
+            rings_[i] =
+                std::make_unique<RingWriter>(ring, kRings[i].ulRingBytes, firstSerial, kStreamNames[i]);
     }
 }
 
@@ -85,15 +87,29 @@ void MediaHost::Start(const ReportFunction& report)
 {
     for (size_t i = 0; i < kPlayedStreams; ++i)
         players_[i]->Start(rings_[i].get(), [report, i](const StreamFacts& facts) { report(i, facts); });
+    for (size_t i = 0; lies_ && i < kPlayedStreams; ++i)
+        liars_[i] = std::make_unique<RingLiar>(
+            rings_[i].get(), LiePlan{lies_->time, lies_->ulSeed + static_cast<uint32_t>(i)}, [this, i] {
+                players_[i]->ForceKeyFrame();
+                onTruth_(i);
+            });
     positions_.Start();
     control_.Start();
 }
 
+void MediaHost::Lie(const LiePlan& plan, std::function<void(size_t stream)> onTruth)
+{
+    lies_ = plan;
+    onTruth_ = std::move(onTruth);
+}
+
 void MediaHost::Stop()
 {
+    positions_.Stop();
+    for (auto& liar : liars_)
+        liar.reset();
     for (const auto& player : players_)
         player->Stop();
-    positions_.Stop();
     control_.Stop();
 }
 
@@ -122,7 +138,10 @@ uint32_t MediaHost::Position(uint32_t stream, uint32_t command)
     if (!known || stream >= kRingCount)
         LogWarn("%s: position asked with command 0x%x for stream %u, answered with 0\n", kName, command,
                 stream);
-    return known && stream < kPlayedStreams ? rings_[stream]->StartPlace() : 0;
+    if (!known || stream >= kPlayedStreams)
+        return 0;
+    const uint32_t place = rings_[stream]->StartPlace();
+    return liars_[stream] ? liars_[stream]->Place(place) : place;
 }
 
 std::optional<long> MediaHost::AnswerPosition(QueueText& message)

@@ -5,6 +5,7 @@
 
 #include <array>
 #include <cstddef>
+#include <functional>
 #include <memory>
 #include <optional>
 #include <string>
@@ -12,6 +13,7 @@
 
 #include "hosts/ipc_objects.h"
 #include "hosts/queue_server.h"
+#include "hosts/ring_liar.h"
 #include "hosts/ring_writer.h"
 #include "hosts/stream_player.h"
 
@@ -39,6 +41,10 @@ class MediaHost {
     void Configure(size_t stream, const StreamFacts& settings);
     // Whether test pictures are shown whatever the streams are set to. Any thread.
     void ShowTestPictures(bool always);
+    // Lies into both rings from the start on, each with a seed of its own (hosts/ring_liar.h); before Start.
+    // Then `onTruth` is called for each stream on a thread of its own; the stream's next frame is a key
+    // frame.
+    void Lie(const LiePlan& plan, std::function<void(size_t stream)> onTruth);
     // Removes the objects, those that others use only when `always`. After Stop.
     void Release(bool always);
 
@@ -51,6 +57,9 @@ class MediaHost {
     Players players_;
     std::vector<HostSegment> segments_;
     std::array<std::unique_ptr<RingWriter>, kPlayedStreams> rings_;
+    std::array<std::unique_ptr<RingLiar>, kPlayedStreams> liars_;
+    std::optional<LiePlan> lies_;
+    std::function<void(size_t stream)> onTruth_;
     QueueServer positions_;
     QueueServer control_;
 };

@@ -6,6 +6,8 @@
 #include <vector>
 
 #include "hosts/alarm_source.h"
+#include "hosts/ipc_objects.h"
+#include "hosts/ring_liar.h"
 
 struct Options {
     std::string mainFile;
@@ -15,6 +17,8 @@ struct Options {
     std::string server;
     std::vector<std::string> serverArguments;
     std::optional<MotionSchedule> motionSchedule;
+    std::optional<LiePlan> lies;
+    Hosts hosts{~0ULL}; // to be, all unless told
     bool testPicture = false;
     double rebootPause = 2; // seconds
     bool recordingHost = false;

@@ -1,7 +1,10 @@
 #include "hosts/ring_writer.h"
 
+#include <algorithm>
 #include <atomic>
 #include <cstring>
+
+#include "hosts/pause_point.h"
 
 namespace {
 
@@ -16,8 +19,8 @@ constexpr uint32_t kAnnouncedBytes = kRecordBytes + kClearedBytes;
 
 } // namespace
 
-RingWriter::RingWriter(uint8_t* ring, uint32_t ringBytes, uint32_t firstSerial)
-    : ring_(ring), ringBytes_(ringBytes), serial_(firstSerial == 0 ? 1 : firstSerial)
+RingWriter::RingWriter(uint8_t* ring, uint32_t ringBytes, uint32_t firstSerial, const char* name)
+    : ring_(ring), name_(name), ringBytes_(ringBytes), serial_(firstSerial == 0 ? 1 : firstSerial)
 {
     Announce(0);
 }
@@ -34,6 +37,16 @@ void RingWriter::WriteUnfinished(uint32_t place, DataInfo header)
 {
     header.EndFlag = kUnfinished;
     memcpy(ring_ + place, &header, sizeof header);
+}
+
+void RingWriter::CopyPayload(uint32_t place, const RingRecord& record)
+{
+    uint8_t* const to = ring_ + place + kRecordBytes;
+    const size_t half = record.payload.size() / 2;
+    memcpy(to, record.payload.data(), half);
+    if (record.source == kSourceVideo)
+        ReachMoment(name_, "mid-frame");
+    memcpy(to + half, record.payload.data() + half, record.payload.size() - half);
 }
 
 void RingWriter::Announce(uint32_t place)
@@ -97,7 +110,7 @@ bool RingWriter::Put(const RingRecord& record)
     header.TimeStamp = record.ulTimeStamp;
     header.ucKeyFrame = record.keyFrame;
     WriteUnfinished(place, header);
-    memcpy(ring_ + place + kRecordBytes, record.payload.data(), payloadBytes);
+    CopyPayload(place, record);
     Announce(next);
     SetEndFlag(place, kFlagFrame);
 
@@ -136,6 +149,25 @@ void RingWriter::Resume()
 {
     const std::lock_guard lock(mutex_);
     GoOn();
+}
+
+void RingWriter::Spoil(const std::function<void(uint8_t* ring, uint32_t ringBytes)>& function)
+{
+    const std::lock_guard lock(mutex_);
+    function(ring_, ringBytes_);
+}
+
+void RingWriter::Restart(uint32_t firstSerial)
+{
+    const std::lock_guard lock(mutex_);
+    memset(ring_, 0, ringBytes_);
+    keyFrame_.reset();
+    first_.reset();
+    Announce(0);
+    place_ = 0;
+    serial_ = std::max(serial_, firstSerial);
+    if (paused_)
+        SetEndFlag(0, kFlagPause);
 }
 
 uint32_t RingWriter::StartPlace() const

@@ -16,6 +16,7 @@
 
 #include <cstddef>
 #include <cstdint>
+#include <functional>
 #include <mutex>
 #include <optional>
 #include <span>
@@ -31,8 +32,9 @@ struct RingRecord {
 
 class RingWriter {
   public:
-    // `ring` has `ringBytes`. Announces the record at offset 0.
-    RingWriter(uint8_t* ring, uint32_t ringBytes, uint32_t firstSerial);
+    // `ring` has `ringBytes`. Announces the record at offset 0. The name is that of the moments in the middle
+    // of a frame (hosts/pause_point.h).
+    RingWriter(uint8_t* ring, uint32_t ringBytes, uint32_t firstSerial, const char* name = "");
 
     // Publishes a record. Returns false, with nothing written, for a payload that is empty or larger
     // than MostPayload(). After Pause() the record appears at offset 0.
@@ -43,6 +45,12 @@ class RingWriter {
     // Announces offset 0 after a pause, without a record yet. Best a moment before the next Put: a reader
     // that is interrupted while it copies its own pause mark there cannot mix it with that record then.
     void Resume();
+
+    // Runs the function on the ring and its size while nothing is put there. What it writes is none of the
+    // writer's records.
+    void Spoil(const std::function<void(uint8_t* ring, uint32_t ringBytes)>& function);
+    // Clears the ring and goes on at its start, as in a new life, with this serial number or a higher one.
+    void Restart(uint32_t firstSerial);
 
     [[nodiscard]] uint32_t MostPayload() const { return ringBytes_ / 2 - 2 * kRecordBytes; }
 
@@ -57,6 +65,7 @@ class RingWriter {
         uint32_t bytes;
     };
 
+    void CopyPayload(uint32_t place, const RingRecord& record);
     void WriteUnfinished(uint32_t place, DataInfo header);
     void SetEndFlag(uint32_t place, uint32_t flag);
     void Announce(uint32_t place);
@@ -66,6 +75,7 @@ class RingWriter {
     void ForgetOverwrittenKeyFrame(uint32_t place, uint32_t bytes);
 
     uint8_t* const ring_;
+    const char* const name_;
     const uint32_t ringBytes_;
     mutable std::mutex mutex_; // guards all below, and the writing of the ring
     uint32_t place_ = 0;       // of the next record, announced; of the pause record while paused

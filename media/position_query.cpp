@@ -5,6 +5,7 @@
 #include <algorithm>
 #include <cerrno>
 #include <iterator>
+#include <limits>
 
 #include "common/clock.h"
 #include "common/log.h"
@@ -81,15 +82,17 @@ bool IsAnswerTo(const PositionMessage& request, const PositionMessage& answer)
     return std::equal(request.word, request.word + kWordResult, answer.word);
 }
 
-bool IsQueueEmpty(int queue)
+// Messages in the queue; of one that is gone more than any holds.
+msgqnum_t QueuedMessages(int queue)
 {
     msqid_ds status{};
-    return msgctl(queue, IPC_STAT, &status) == 0 && status.msg_qnum == 0;
+    return msgctl(queue, IPC_STAT, &status) == 0 ? status.msg_qnum : std::numeric_limits<msgqnum_t>::max();
 }
 
-// Waits for the answer. A request that has left the queue without one for a second died with its host
-// and is sent again.
-bool AwaitLocked(int queue, const PositionMessage& request, PositionMessage* reply) REQUIRES(g_queryLock)
+// Waits for the answer. A request that has left the queue without one for a second, so that no more messages
+// are there than the others before it, died with its host and is sent again.
+bool AwaitLocked(int queue, const PositionMessage& request, msgqnum_t others, PositionMessage* reply)
+    REQUIRES(g_queryLock)
 {
     int64_t waitedFromMs = MonotonicMs();
     for (uint32_t poll = 0;; poll++) {
@@ -110,7 +113,7 @@ bool AwaitLocked(int queue, const PositionMessage& request, PositionMessage* rep
         }
         SleepMs(kSlowPollMs);
         const int64_t nowMs = MonotonicMs();
-        if (!IsQueueEmpty(queue)) {
+        if (QueuedMessages(queue) > others) {
             waitedFromMs = nowMs;
         } else if (nowMs - waitedFromMs >= kResendMs) {
             if (!SendLocked(queue, request))
@@ -150,9 +153,10 @@ int AVStreamQuery(int32_t clientType, uint32_t index, uint32_t command, Position
         NoteFailureLocked(errno);
         return 0;
     }
-    DrainLocked(queue, clientType); // answers to a request that was sent twice
+    DrainLocked(queue, clientType);                 // answers to a request that was sent twice
+    const msgqnum_t others = QueuedMessages(queue); // answers that nobody takes may lie there for ever
     if (SendLocked(queue, request))
-        (void)AwaitLocked(queue, request, message); // a failed exchange leaves the result at 0
+        (void)AwaitLocked(queue, request, others, message); // a failed exchange leaves the result at 0
     return 0;
 }
 

@@ -306,7 +306,7 @@ void HandleRecord(RingReader* reader)
 void ReaderStep(RingReader* reader)
 {
     if (++reader->restlessPasses > kMostRestlessPasses)
-        Rest(reader, kRestlessMs);
+        WaitInPlace(reader, kRestlessMs);
     if (!AttachStep(kThread, kAttachRetryMs, reader) || IsOff(reader))
         return;
     if (reader->VideoPos == kUnknownPosition)

@@ -96,7 +96,8 @@ bool IsRecordUnchanged(const uint8_t* payload, const DataInfo& copy)
 {
     __sync_synchronize(); // the payload's bytes were read before the header is read again
     DataInfo now{};
-    CopyBytes(&now, payload - kRecordBytes, offsetof(DataInfo, AVDataLen) + sizeof now.AVDataLen);
+    CopyBytes(&now, payload - kRecordBytes, offsetof(DataInfo, ucKeyFrame));
     return now.AVDataCheck == copy.AVDataCheck && now.SerialNumber == copy.SerialNumber &&
-           now.AVDataLen == copy.AVDataLen;
+           now.AVDataLen == copy.AVDataLen && now.AVSource == copy.AVSource && now.EndFlag == copy.EndFlag &&
+           now.TimeStamp == copy.TimeStamp;
 }

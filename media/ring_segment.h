@@ -48,6 +48,7 @@ bool CopyPayloadStart(const RingSegment& ring, uint64_t position, PayloadStart* 
 // Stores a header at the start of the ring.
 void StoreFirstHeader(const RingSegment& ring, const DataInfo& header);
 
-// Whether the record in front of a payload in a ring still has the magic, the serial number and the
-// length of the copy, after the payload was read.
+// Whether the record in front of a payload in a ring is still that of the copy, after the payload was read:
+// a host that was started anew may write another one of the same serial number and length over it, which is
+// unfinished at first and has a time stamp of its own. The writer's own fields are not compared.
 bool IsRecordUnchanged(const uint8_t* payload, const DataInfo& copy);

@@ -45,7 +45,7 @@ Bytes TwoFrames()
     uint16_t sequence = 65530; // goes through zero
     AppendPacket(stream, sequence++, false, {0x67, 1, 2, 3});
     stream.insert(stream.end(), {'$', 1, 0, 2, 9, 9});
-    for (const uint64_t number : {49, 50}) {
+    for (const uint64_t number : {49U, 50U}) {
         Bytes frame(FrameBytes(kPattern, number));
         const FramePrefix prefix = MakeH264Prefix(kPattern, number, 1000);
         memcpy(frame.data(), &prefix, sizeof prefix);

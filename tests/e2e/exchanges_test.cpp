@@ -39,7 +39,7 @@ class Exchanges : public RunningCamera, public testing::WithParamInterface<std::
         const std::string wasRead = " cmd = " + std::to_string(id) + " data len = ";
         client_->Send(id, body);
         if (isAnswered)
-            return client_->Receive().body;
+            return client_->ReceiveReply(static_cast<uint16_t>(id + 1)).body;
         WaitUntil("the request to be read",
                   [&] { return server->LogFrom(begin_).find(wasRead) != std::string::npos; });
         client_->Ask(kKeepaliveReq);

@@ -25,7 +25,7 @@ void HandleDeepBodies()
 {
     // The deepest that are taken as a member, and one that is a level too deep.
     const std::string values[] = {Nested("[", "]", 999), Nested("[", "]", 1000),
-                                  Nested(R"([{"":)", "}]", 499).insert(499 * 5, "[]")};
+                                  Nested(R"([{"":)", "}]", 499).insert(size_t{499} * 5, "[]")};
     std::vector<std::string> names = {"OPPTZControl", "OPMonitor", "MotionArea", "SystemInfo"};
     for (const SettableObject& object : SettableObjects())
         names.emplace_back(object.name);
