@@ -132,9 +132,7 @@ class Soak {
         std::vector<std::thread> threads;
         for (size_t i = 0; i < kSoakRecorders; ++i)
             threads.emplace_back([this, i, &round] { recorders_[i]->Run(round.steps[i]); });
-        SoakWorld world{verdict_, scene_, log_, camera_, {}, program_};
-        for (const auto& recorder : recorders_)
-            world.recorders.push_back(recorder.get());
+        SoakWorld world{verdict_, scene_, log_, camera_, program_};
         RunFault(world, round);
         for (std::thread& thread : threads)
             thread.join();
@@ -167,7 +165,8 @@ class Soak {
     void CheckMemory()
     {
         const double last = memory_.empty() ? 0 : memory_.back().seconds;
-        trend_ = FitMemory(memory_, std::min(kMostWarmUpSeconds, last * kWarmUpShare));
+        const double first = memory_.size() > kFirstRounds ? memory_[kFirstRounds].seconds : last;
+        trend_ = FitMemory(memory_, std::max(first, std::min(kMostWarmUpSeconds, last * kWarmUpShare)));
         if (sanitized_)
             return;
         if (trend_.growthBytes > kMostGrowth)

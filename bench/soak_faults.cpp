@@ -30,15 +30,8 @@ void EndParameterHost(SoakWorld& world, const Round& round)
     world.camera.StartParameterHost();
 }
 
-void AllowGaps(SoakWorld& world)
-{
-    for (SoakRecorder* recorder : world.recorders)
-        recorder->watch().AllowGap();
-}
-
 void StopMediaHost(SoakWorld& world, const Round& round)
 {
-    AllowGaps(world);
     world.camera.StopMediaHost();
     SleepMs(round.faultMs);
     world.camera.ContinueMediaHost();
@@ -46,7 +39,6 @@ void StopMediaHost(SoakWorld& world, const Round& round)
 
 void KillMediaHost(SoakWorld& world, const Round& round)
 {
-    AllowGaps(world);
     world.camera.KillMediaHost();
     SleepMs(round.faultMs);
     world.camera.StartMediaHost();

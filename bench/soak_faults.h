@@ -10,7 +10,6 @@ struct SoakWorld {
     SoakScene& scene;
     SoakLog& log;
     SoakCamera& camera;
-    std::vector<SoakRecorder*> recorders;
     std::string program; // the soak itself
 };
 

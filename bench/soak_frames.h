@@ -19,9 +19,17 @@ inline constexpr FramePattern kSoakPatterns[kSoakStreams] = {
 };
 inline constexpr uint32_t kSoundBytes = 320; // 40 ms of sound, two messages
 
-std::vector<uint8_t> MakePicture(uint32_t stream, uint64_t number);
-std::vector<uint8_t> MakeSound(uint32_t stream, uint64_t number);
+// What the bytes of a frame tell.
+struct FrameMark {
+    uint64_t number; // rises by one a frame
+    // Rises with each life of the encoder host and each time that it was late: there, and nowhere else, a
+    // reader may lose its place and go on at the next key frame.
+    uint64_t epoch;
+};
 
-// The number of a frame whose every byte is right; nothing for every other frame.
-std::optional<uint64_t> CheckPicture(uint32_t stream, FrameKind kind, std::span<const uint8_t> payload);
-std::optional<uint64_t> CheckSound(uint32_t stream, std::span<const uint8_t> payload);
+std::vector<uint8_t> MakePicture(uint32_t stream, const FrameMark& mark);
+std::vector<uint8_t> MakeSound(uint32_t stream, const FrameMark& mark);
+
+// The mark of a frame whose every byte is right; nothing for every other frame.
+std::optional<FrameMark> CheckPicture(uint32_t stream, FrameKind kind, std::span<const uint8_t> payload);
+std::optional<FrameMark> CheckSound(uint32_t stream, std::span<const uint8_t> payload);

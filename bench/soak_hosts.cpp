@@ -25,6 +25,8 @@ namespace {
 
 constexpr char kMediaName[] = "soak media host";
 constexpr int64_t kSecondNs = 1'000'000'000;
+// Readers wait a quarter of a second for a frame that is announced.
+constexpr int64_t kLateNs = kSecondNs / 5;
 constexpr uint32_t kFramesPerSecond = kSoakPatterns[0].framesPerSecond;
 // Numbers rise faster than frames are made, so that a host that starts again goes on above the life before.
 constexpr uint64_t kNumbersPerSecond = 10 * kFramesPerSecond;
@@ -60,6 +62,7 @@ class MediaWriter {
         AdoptQueue(kMediaName, kControlQueueKey, kControlQueueMode, kControlRequestType);
         number_ = static_cast<uint64_t>(UptimeNs()) / (kSecondNs / kNumbersPerSecond);
         number_ -= number_ % kSoakPatterns[0].gopFrames;
+        epoch_ = number_;
         for (uint32_t i = 0; i < kSoakStreams; ++i) {
             segments_[i] = std::make_unique<HostSegment>(kMediaName, kRings[i].key, kRings[i].ulSegmentBytes,
                                                          kRingMode, Contents::kClear);
@@ -75,9 +78,13 @@ class MediaWriter {
         control_.Start();
         TellReady();
         constexpr int64_t kFrameNs = kSecondNs / kFramesPerSecond;
-        for (int64_t due = MonotonicNs();; ++number_) {
+        for (int64_t due = MonotonicNs(), published = due;; ++number_) {
             for (uint32_t i = 0; i < kSoakStreams; ++i)
                 Publish(i);
+            // Counted by the next frames: a frame that was late itself is lost to nobody.
+            if (MonotonicNs() - published > kLateNs)
+                ++epoch_;
+            published = MonotonicNs();
             due = std::max(due + kFrameNs, MonotonicNs());
             const timespec until{.tv_sec = due / kSecondNs, .tv_nsec = due % kSecondNs};
             while (clock_nanosleep(CLOCK_MONOTONIC, TIMER_ABSTIME, &until, nullptr) == EINTR) {
@@ -88,12 +95,13 @@ class MediaWriter {
   private:
     void Publish(uint32_t stream)
     {
+        const FrameMark mark{number_, epoch_};
         const auto uptimeMs = static_cast<uint32_t>(UptimeNs() / 1'000'000);
-        writers_[stream]->Put({.payload = MakePicture(stream, number_),
+        writers_[stream]->Put({.payload = MakePicture(stream, mark),
                                .source = kSourceVideo,
                                .keyFrame = IsKeyFrame(kSoakPatterns[stream], number_),
                                .ulTimeStamp = uptimeMs});
-        writers_[stream]->Put({.payload = MakeSound(stream, number_),
+        writers_[stream]->Put({.payload = MakeSound(stream, mark),
                                .source = kSourceAudio,
                                .keyFrame = false,
                                .ulTimeStamp = uptimeMs});
@@ -114,7 +122,7 @@ class MediaWriter {
 
     std::unique_ptr<HostSegment> segments_[kSoakStreams];
     std::unique_ptr<RingWriter> writers_[kSoakStreams];
-    uint64_t number_ = 0;
+    uint64_t number_ = 0, epoch_ = 0; // of the next frame
     QueueServer positions_, control_;
 };
 

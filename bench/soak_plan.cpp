@@ -34,6 +34,7 @@ constexpr FaultRow kFaults[] = {
 static_assert(std::size(kFaults) == static_cast<size_t>(Fault::kCount));
 
 constexpr uint32_t kStepsPerRound = 6;
+static_assert(kStepsPerRound * kFirstRounds >= std::size(kOperations));
 constexpr uint32_t kMostPauseMs = 700;
 constexpr uint32_t kMostFaultDelayMs = 1500;
 constexpr uint32_t kLeastFaultMs = 300;
@@ -69,12 +70,14 @@ Round PlanRound(uint64_t seed, uint64_t number)
 {
     Dice dice{seed * 0xD1342543DE82EF95 + number};
     Round round{};
-    round.fault = static_cast<Fault>(Draw(dice, kFaults));
+    const bool isFirst = number < kFirstRounds;
+    round.fault = static_cast<Fault>(isFirst ? number : Draw(dice, kFaults));
     round.faultDelayMs = dice.Roll(kMostFaultDelayMs);
     round.faultMs = kLeastFaultMs + dice.Roll(kMostFaultMs - kLeastFaultMs);
     for (std::vector<Step>& steps : round.steps) {
         for (uint32_t step = 0; step < kStepsPerRound; ++step) {
-            const auto operation = static_cast<Operation>(Draw(dice, kOperations));
+            const size_t next = (number * kStepsPerRound + step) % std::size(kOperations);
+            const auto operation = static_cast<Operation>(isFirst ? next : Draw(dice, kOperations));
             const uint32_t value = dice.Roll(1U << 30);
             steps.push_back({.operation = operation, .value = value, .pauseMs = dice.Roll(kMostPauseMs)});
         }

@@ -50,6 +50,7 @@ struct Step {
     Operation operation;
     uint32_t value;   // what the operation makes of it
     uint32_t pauseMs; // before it
+    bool operator==(const Step&) const = default;
 };
 
 struct Round {
@@ -57,7 +58,11 @@ struct Round {
     uint32_t faultDelayMs; // after the round's begin
     uint32_t faultMs;      // how long it lasts, where it does
     std::vector<Step> steps[kSoakRecorders];
+    bool operator==(const Round&) const = default;
 };
+
+// The first rounds, which have each fault in turn and every operation, whatever the seed.
+inline constexpr uint64_t kFirstRounds = static_cast<uint64_t>(Fault::kCount);
 
 Round PlanRound(uint64_t seed, uint64_t number);
 

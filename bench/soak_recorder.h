@@ -52,5 +52,4 @@ class SoakRecorder {
     const std::string name_;
     std::unique_ptr<Session> session_;
     SoakWatch watch_;
-    bool alarmsOn_ = false;
 };

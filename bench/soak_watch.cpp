@@ -137,25 +137,25 @@ void SoakWatch::Take(Feed& feed, const Frame& frame)
     }
 }
 
-void SoakWatch::Account(Feed& feed, Track& track, std::optional<uint64_t> number, const char* kind)
+void SoakWatch::Account(Feed& feed, Track& track, std::optional<FrameMark> mark, const char* kind)
 {
-    if (!number) {
+    if (!mark) {
         verdict_.Fail("%s: stream %u: a %s is not what was filmed", name_, feed.stream, kind);
         return;
     }
-    const std::optional<uint64_t> last = track.last;
-    track.last = number;
+    const FrameMark last = track.last.value_or(FrameMark{mark->number - 1, mark->epoch});
+    track.last = mark;
     ++track.frames;
-    if (!last || *number == *last + 1)
+    if (mark->number == last.number + 1)
         return;
-    if (*number <= *last) {
-        verdict_.Fail("%s: stream %u: %s %" PRIu64 " after %" PRIu64, name_, feed.stream, kind, *number,
-                      *last);
-    } else if (track.usedGaps >= allowedGaps_) {
+    if (mark->number <= last.number) {
+        verdict_.Fail("%s: stream %u: %s %" PRIu64 " after %" PRIu64, name_, feed.stream, kind, mark->number,
+                      last.number);
+    } else if (mark->epoch == last.epoch && track.usedGaps >= allowedGaps_) {
         verdict_.Fail("%s: stream %u: %ss %" PRIu64 " to %" PRIu64 " are missing", name_, feed.stream, kind,
-                      *last + 1, *number - 1);
+                      last.number + 1, mark->number - 1);
     } else {
-        ++track.usedGaps;
+        track.usedGaps += mark->epoch == last.epoch;
         ++verdict_.gaps;
     }
 }

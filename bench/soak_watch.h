@@ -1,8 +1,9 @@
 // The media connections of one recorder: receives on a thread of its own, checks every byte of every frame
 // and accounts for every frame that does not come.
 //
-// A frame is missed only where the encoder host stood still or died, or where the flow was paused: each such
-// event allows one gap on each connection, until Settle() finds that the media flows again.
+// A frame may be missed where the encoder host was late or began a new life, which the frames tell themselves
+// (FrameMark), and where the flow was paused: each pause allows one gap in each of a connection's two tracks,
+// until Settle() finds that the media flows again.
 // Thread-safe.
 #pragma once
 
@@ -38,7 +39,7 @@ class SoakWatch {
 
   private:
     struct Track {
-        std::optional<uint64_t> last; // number of the last frame
+        std::optional<FrameMark> last;
         uint64_t usedGaps = 0;
         uint64_t frames = 0;
     };
@@ -54,7 +55,7 @@ class SoakWatch {
     void Run();
     void Drain(Feed& feed);
     void Take(Feed& feed, const Frame& frame);
-    void Account(Feed& feed, Track& track, std::optional<uint64_t> number, const char* kind);
+    void Account(Feed& feed, Track& track, std::optional<FrameMark> mark, const char* kind);
     [[nodiscard]] std::vector<uint64_t> FrameCounts() const;
 
     SoakVerdict& verdict_;

@@ -13,6 +13,10 @@ target_compile_options(velmora_flags INTERFACE
 target_link_options(velmora_flags INTERFACE -pie -Wl,-z,relro,-z,now,-z,noexecstack)
 target_link_libraries(velmora_flags INTERFACE Threads::Threads)
 
+if(CMAKE_SIZEOF_VOID_P EQUAL 4)
+  # Or the clock would end in January 2038.
+  target_compile_definitions(velmora_flags INTERFACE _TIME_BITS=64 _FILE_OFFSET_BITS=64)
+endif()
 if(VELMORA_SANITIZE)
   target_compile_options(velmora_flags INTERFACE
     -fsanitize=${VELMORA_SANITIZE} -fno-sanitize-recover=all -fno-omit-frame-pointer)

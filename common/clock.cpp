@@ -5,6 +5,8 @@
 
 #include "common/log.h"
 
+static_assert(sizeof(time_t) == 8, "the clock must not end in January 2038");
+
 void SleepUs(uint32_t microseconds)
 {
     timespec rest{.tv_sec = static_cast<time_t>(microseconds / 1000000),

@@ -1,6 +1,6 @@
 // Long uptimes and leaps of the wall clock, by data/time_scenes.tsv: sessions stay, media flows, keepalives
 // count, and every date that the server writes is right. The server is the unchanged one, in a time namespace
-// of its own, and with a wall clock that the test sets (harness/wall_clock.cpp).
+// of its own, and with a wall clock that the test sets (hosts/wall_clock.cpp).
 
 #include <fcntl.h>
 #include <sched.h>

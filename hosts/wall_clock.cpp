@@ -1,6 +1,11 @@
-// Preloaded into a server under test: its wall clock runs ahead of the machine's by so many seconds as the
-// file holds that the environment names in WALL_CLOCK, eight bytes of which the test is the only writer.
-// Clocks that count time passed are left alone.
+// libvelmora-wall-clock.so: gives one process a wall clock of its own, to see what a server does when the
+// clock leaps, without touching the machine's.
+//
+//     WALL_CLOCK=FILE LD_PRELOAD=libvelmora-wall-clock.so Velmora_server
+//
+// The file holds eight bytes: by how many seconds that clock runs ahead of the machine's, as a signed
+// little-endian number. Whoever writes it sets the clock at once. Clocks that count time passed are left
+// alone.
 
 #include <fcntl.h>
 #include <sys/mman.h>
