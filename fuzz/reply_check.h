@@ -3,10 +3,6 @@
 
 #include <cstdint>
 #include <span>
-#include <string_view>
-
-// Whether the text is one JSON value and nothing else, by the letter of the standard.
-bool IsStrictJson(std::string_view text);
 
 // Ends the program unless the bytes are one whole message of the server, with a JSON body that names the
 // session.

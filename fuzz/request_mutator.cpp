@@ -10,7 +10,7 @@
 #include <vector>
 
 #include "fuzz/events.h"
-#include "fuzz/request_names.h"
+#include "fuzz/request_words.h"
 #include "protocol/message.h"
 #include "server/ProtocolAccess.h"
 
@@ -42,73 +42,6 @@ std::string PickName()
 {
     return Pick(kRequestNames);
 }
-
-constexpr const char* kValues[] = {
-    "0",
-    "1",
-    "-1",
-    "2",
-    "5",
-    "24",
-    "48",
-    "79",
-    "80",
-    "127",
-    "128",
-    "255",
-    "256",
-    "720",
-    "1023",
-    "1024",
-    "32767",
-    "32768",
-    "65535",
-    "65536",
-    "2147483647",
-    "2147483648",
-    "-2147483648",
-    "-2147483649",
-    "4294967295",
-    "4294967296",
-    "9223372036854775807",
-    "1e308",
-    "1e999",
-    "-1e999",
-    "1.5",
-    "-0.0",
-    "1e-400",
-    "00012",
-    "0x10",
-    "true",
-    "false",
-    "null",
-    "[]",
-    "{}",
-    "[[]]",
-    "[{}]",
-    "\"\"",
-    "\"\\u0000\"",
-    "\"0x00000000\"",
-    "\"0xffffffff\"",
-    "\"0x0101A8C0\"",
-    "\"192.168.1.10\"",
-    "\"255.255.255.255\"",
-    "\"1.2.3.4.5\"",
-    "\"02:1A:FF:00:9C:77\"",
-    "\"2038-01-19 03:14:08\"",
-    "\"1969-12-31 23:59:59\"",
-    "\"9999-99-99 99:99:99\"",
-    "\"%s%n%d\"",
-    "\"\\ud800\"",
-    "\"\xff\xfe\"",
-    "\"\xe4\xb8\xad\xe6\x96\x87\"",
-    "\"VBR\"",
-    "\"H.265\"",
-    "\"Main\"",
-    "\"Start\"",
-    "\"$(reboot)\"",
-    "\"'; rm -rf / #\"",
-};
 
 // A piece of JSON text that can be exchanged: a string, a word or number, or a bracket, comma or colon.
 struct Token {
@@ -152,7 +85,7 @@ std::string RandomValue()
     case 3:
         return std::string(Below(1200), OneIn(2) ? '[' : '{');
     default:
-        return Pick(kValues);
+        return Pick(kRequestValues);
     }
 }
 

@@ -141,32 +141,12 @@ FILE* OpenText(const char* text)
 
 // NOLINTBEGIN(bugprone-reserved-identifier): the linker's names for the functions that it wraps
 extern "C" {
-int __wrap_msgget(key_t key, int flags);
-int __wrap_msgsnd(int queue, const void* message, size_t bytes, int flags);
-ssize_t __wrap_msgrcv(int queue, void* message, size_t bytes, long type, int flags);
-int __wrap_shmget(key_t key, size_t bytes, int flags);
-void* __wrap_shmat(int id, const void* address, int flags);
-int __wrap_shmdt(const void* address);
-int __wrap_shmctl(int id, int command, shmid_ds* status);
-int __wrap_semget(key_t key, int count, int flags);
 FILE* __real_fopen(const char* path, const char* mode);
-FILE* __wrap_fopen(const char* path, const char* mode);
 FILE* __real_popen(const char* command, const char* mode);
-FILE* __wrap_popen(const char* command, const char* mode);
-int __wrap_pclose(FILE* list);
 int __real_access(const char* path, int mode);
-int __wrap_access(const char* path, int mode);
-int __wrap__Z14Command_SystemPKc(const char* command);
-int __wrap__Z19StartDetachedThreadPKcPFPvS1_ES1_(const char* name, ThreadBody* body, void* argument);
-int __wrap_clock_settime(clockid_t clock, const timespec* time);
 int __real_clock_gettime(clockid_t clock, timespec* time);
-int __wrap_clock_gettime(clockid_t clock, timespec* time);
-int __wrap_clock_nanosleep(clockid_t clock, int flags, const timespec* time, timespec* rest);
-time_t __wrap_time(time_t* now);
 ssize_t __real_write(int fd, const void* bytes, size_t length);
-ssize_t __wrap_write(int fd, const void* bytes, size_t length);
 int __wrap_fprintf(FILE* file, const char* format, ...) __attribute__((format(printf, 2, 3)));
-void __wrap_perror(const char* text);
 
 int __wrap_msgget(key_t key, int)
 {

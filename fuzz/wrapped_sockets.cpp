@@ -88,21 +88,7 @@ void Answer(unsigned long request, ifreq* query)
 
 // NOLINTBEGIN(bugprone-reserved-identifier): the linker's names for the functions that it wraps
 extern "C" {
-int __wrap_select(int count, fd_set* readable, fd_set* writable, fd_set* exceptional, timeval* timeout);
-int __wrap_poll(pollfd* sockets, nfds_t count, int timeout);
-int __wrap_accept4(int fd, sockaddr* peer, socklen_t* bytes, int flags);
-ssize_t __wrap_recv(int fd, void* buffer, size_t bytes, int flags);
-ssize_t __wrap_recvfrom(int fd, void* buffer, size_t bytes, int flags, sockaddr* from, socklen_t* size);
-ssize_t __wrap_send(int fd, const void* bytes, size_t length, int flags);
-ssize_t __wrap_sendto(int fd, const void* bytes, size_t length, int flags, const sockaddr* to,
-                      socklen_t size);
-int __wrap_setsockopt(int fd, int level, int name, const void* value, socklen_t size);
-int __wrap_fcntl(int fd, int command, ...);
-int __wrap_shutdown(int fd, int how);
 int __real_close(int fd);
-int __wrap_close(int fd);
-int __wrap_socket(int domain, int type, int protocol);
-int __wrap_ioctl(int fd, unsigned long request, ...);
 
 int __wrap_select(int count, fd_set* readable, fd_set* writable, fd_set* exceptional, timeval* timeout)
 {

@@ -22,7 +22,7 @@ for target in "$@"; do
         -e 's/.*Test unit written to /  finding /p' "$log"
     if [ $status -ne 0 ]; then
         findings=1
-        grep -m 1 -e VIOLATION -e 'ERROR:' -e 'runtime error' "$log" || tail -n 5 "$log"
+        grep -a -m 1 -e VIOLATION -e 'ERROR:' -e 'runtime error' "$log" || tail -n 5 "$log"
     fi
 done
 exit $findings

@@ -15,4 +15,4 @@ for folder in "$@"; do
         index($1, folder) == 1 { lines += $(NF - 2); missed += $(NF - 1); print $1, $(NF - 2), $(NF - 1), $NF }
         END { printf "%s: %d of %d lines, %.1f %%\n", folder, lines - missed, lines, 100 * (1 - missed / lines) }
     ' "$build/$target.txt"
-done | column -t -l 4
+done | column -t -l 4 -R 2,3,4
