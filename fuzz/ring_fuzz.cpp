@@ -97,7 +97,7 @@ int64_t g_honestSinceMs; // -1: the host lies
 int64_t g_nextFrameMs;
 uint32_t g_passes, g_place, g_readAt, g_serial, g_newestKey, g_frames;
 uint32_t g_deliveredSerial;
-bool g_isInCallback, g_isSending, g_isChangedInCopy, g_isQueueGone;
+bool g_isInCallback, g_isCopying, g_isSending, g_isChangedInCopy, g_isQueueGone;
 size_t g_lag; // frames that the sender leaves in the fan-out
 std::deque<Answer> g_answers;
 int g_takenRequests; // that no one answers
@@ -585,6 +585,7 @@ WRAPPED(int, _Z17VideoCallbackFuncjjPKhiPK8DataInfo, uint32_t kind, uint32_t str
 // The copy of a frame, in whose middle the host may write over the record.
 void* CopyFrame(void* to, const void* from, size_t bytes)
 {
+    g_isCopying = true; // what copies below is not the server
     g_copied.assign(static_cast<const uint8_t*>(from), static_cast<const uint8_t*>(from) + bytes);
     std::copy_n(static_cast<const uint8_t*>(from), bytes / 2, static_cast<uint8_t*>(to));
     const uint8_t change = IsHonest() ? 0 : g_input.Byte();
@@ -597,15 +598,16 @@ void* CopyFrame(void* to, const void* from, size_t bytes)
         std::fill(payload + bytes / 2, payload + bytes, change);
     }
     std::copy_n(payload + bytes / 2, bytes - bytes / 2, static_cast<uint8_t*>(to) + bytes / 2);
+    g_isCopying = false;
     return to;
 }
 
 bool IsInRing(const void* address)
 {
     const auto* const at = static_cast<const uint8_t*>(address);
-    return g_isInCallback && std::any_of(std::begin(g_rooms), std::end(g_rooms), [at](const Room& room) {
-               return at < room.end && at >= room.end - kRoomBytes;
-           });
+    return g_isInCallback && !g_isCopying &&
+           std::any_of(std::begin(g_rooms), std::end(g_rooms),
+                       [at](const Room& room) { return at < room.end && at >= room.end - kRoomBytes; });
 }
 
 WRAPPED(void*, memcpy, void* to, const void* from, size_t bytes)
