@@ -85,14 +85,6 @@ void FillParameters(uint8_t* parameters, const FramePattern& mainStream, const F
 
 } // namespace
 
-void SleepUntilNs(int64_t monotonicNs)
-{
-    const timespec until{.tv_sec = static_cast<time_t>(monotonicNs / 1000000000),
-                         .tv_nsec = static_cast<long>(monotonicNs % 1000000000)};
-    while (clock_nanosleep(CLOCK_MONOTONIC, TIMER_ABSTIME, &until, nullptr) == EINTR) {
-    }
-}
-
 void PublishFrame(RingWriter& writer)
 {
     const uint32_t position = writer.position;
@@ -160,18 +152,14 @@ BenchHosts::~BenchHosts()
         shmctl(segment, IPC_RMID, nullptr);
 }
 
-int64_t BenchHosts::DueNs(uint64_t number) const
-{
-    return startNs_ + static_cast<int64_t>(number * 1000000000 / main_.pattern.framesPerSecond);
-}
-
 void BenchHosts::Publish()
 {
+    const FrameClock clock = Clock();
     while (!stop_) {
-        const int64_t due = DueNs(main_.number);
+        const int64_t due = clock.DueNs(main_.number);
         SleepUntilNs(due);
         PublishFrame(main_);
-        SleepUntilNs((due + DueNs(main_.number)) / 2);
+        SleepUntilNs((due + clock.DueNs(main_.number)) / 2);
         PublishFrame(second_);
     }
 }

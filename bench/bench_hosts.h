@@ -43,9 +43,8 @@ class BenchHosts {
     BenchHosts& operator=(const BenchHosts&) = delete;
     ~BenchHosts();
 
-    // When the main stream's frame of this number is due, on CLOCK_MONOTONIC. The second stream's
-    // follows half a frame later.
-    int64_t DueNs(uint64_t number) const;
+    // When the main stream's frames are due. The second stream's follow half a frame later.
+    [[nodiscard]] FrameClock Clock() const { return {startNs_, main_.pattern.framesPerSecond}; }
 
   private:
     void Publish();
@@ -60,5 +59,3 @@ class BenchHosts {
     std::atomic<bool> stop_{false};
     std::vector<std::jthread> threads_;
 };
-
-void SleepUntilNs(int64_t monotonicNs);

@@ -1,5 +1,6 @@
 #include "bench/frame_pattern.h"
 
+#include <cerrno>
 #include <ctime>
 #include <vector>
 
@@ -51,6 +52,17 @@ FramePrefix MakePrefix(const FramePattern& pattern, uint64_t number, int64_t pub
             .llPublishedNs = publishedNs};
 }
 
+FramePrefix MakeH264Prefix(const FramePattern& pattern, uint64_t number, int64_t publishedNs)
+{
+    constexpr uint8_t kIdrSlice = 0x65, kOtherSlice = 0x41; // NAL headers
+    FramePrefix prefix = MakePrefix(pattern, number, publishedNs);
+    const uint32_t nalBytes = FrameBytes(pattern, number) - 4;
+    for (size_t byte = 0; byte < 4; ++byte)
+        prefix.ucNal[byte] = static_cast<uint8_t>(nalBytes >> (24 - 8 * byte));
+    prefix.ucNal[4] = IsKeyFrame(pattern, number) ? kIdrSlice : kOtherSlice;
+    return prefix;
+}
+
 const uint8_t* FrameTail(uint64_t number, size_t offset)
 {
     static const std::vector<uint8_t> noise = MakeNoise();
@@ -62,4 +74,12 @@ int64_t MonotonicNs()
     timespec now{};
     clock_gettime(CLOCK_MONOTONIC, &now);
     return static_cast<int64_t>(now.tv_sec) * 1000000000 + now.tv_nsec;
+}
+
+void SleepUntilNs(int64_t monotonicNs)
+{
+    const timespec until{.tv_sec = static_cast<time_t>(monotonicNs / 1000000000),
+                         .tv_nsec = static_cast<long>(monotonicNs % 1000000000)};
+    while (clock_nanosleep(CLOCK_MONOTONIC, TIMER_ABSTIME, &until, nullptr) == EINTR) {
+    }
 }

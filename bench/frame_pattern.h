@@ -30,7 +30,22 @@ static_assert(sizeof(FramePrefix) == 24);
 
 FramePrefix MakePrefix(const FramePattern& pattern, uint64_t number, int64_t publishedNs);
 
+// The same bytes for an H.264 decoder that expects NAL units behind their length instead of a start code.
+FramePrefix MakeH264Prefix(const FramePattern& pattern, uint64_t number, int64_t publishedNs);
+
 // What a frame holds from `offset` (at least 24) on, up to the largest frame there is.
 const uint8_t* FrameTail(uint64_t number, size_t offset);
 
+// When each frame is due.
+struct FrameClock {
+    int64_t startNs; // frame 0, on CLOCK_MONOTONIC
+    uint32_t framesPerSecond;
+
+    [[nodiscard]] int64_t DueNs(uint64_t number) const
+    {
+        return startNs + static_cast<int64_t>(number * 1000000000 / framesPerSecond);
+    }
+};
+
 int64_t MonotonicNs();
+void SleepUntilNs(int64_t monotonicNs);

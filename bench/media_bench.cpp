@@ -1,5 +1,5 @@
-// Measures live view: the server and the floor program in turn, on the same synthetic streams, with
-// the same watchers. README.md says what is measured and how.
+// Measures live view: the server, the floor program and an RTSP server in turn, on the same synthetic
+// streams, with the same number of watchers. README.md says what is measured and how.
 #include <getopt.h>
 #include <unistd.h>
 
@@ -11,22 +11,15 @@
 #include <string>
 #include <vector>
 
-#include "bench/bench_hosts.h"
+#include "bench/committed_ratios.h"
 #include "bench/media_figures.h"
-#include "bench/process_under_test.h"
-#include "bench/watchers.h"
-#include "common/clock.h"
+#include "bench/media_measure.h"
 
 namespace {
 
-constexpr uint64_t kWarmUpFrames = 25;
-constexpr int64_t kQuietNs = 10000000;              // before a frame is due, nothing moves
-constexpr int64_t kLastFrameLimitNs = 3000000000LL; // for frames that are late
-constexpr FramePattern kSecondStreamPattern{.bitsPerSecond = 256 * 1000};
-
 struct Options {
-    std::string server, floor, json;
-    bool floorOnly = false;
+    std::string programs[kPrograms]; // empty: not measured
+    std::string json, committed, kept;
     uint32_t repeats = 5;
     uint32_t seconds = 8;
     std::vector<uint32_t> watchers = {1, 4, 15};
@@ -34,105 +27,33 @@ struct Options {
     NextRecord nextRecord = NextRecord::Blank;
 };
 
-// Waits until the condition holds; false when it does not before the limit.
-template <typename Condition> bool WaitFor(int64_t limitNs, const Condition& condition)
+// One repeat of one case, the programs in turn, each repeat beginning with another one.
+void MeasureOnce(const Options& options, uint32_t repeat, MediaCase& measured)
 {
-    for (const int64_t end = MonotonicNs() + limitNs; !condition(); SleepMs(5))
-        if (MonotonicNs() > end)
-            return false;
-    return true;
+    const MediaLoad load{measured.mbitPerSecond, measured.watchers, options.seconds, options.nextRecord};
+    for (size_t turn = 0; turn < kPrograms; ++turn) {
+        const size_t program = (turn + repeat) % kPrograms;
+        const std::string& path = options.programs[program];
+        if (path.empty())
+            continue;
+        const bool isRtsp = static_cast<Program>(program) == Program::Rtsp;
+        measured.repeats[program].push_back(isRtsp ? MeasureRtsp(path, load) : MeasureServer(path, load));
+    }
 }
 
-// The first frame number of a group of pictures that is due at least the warm-up from now.
-uint64_t FirstMeasuredFrame(const BenchHosts& hosts, const FramePattern& pattern)
+// The audiences follow each other within each repeat, so that what a watcher more costs compares neighbours.
+std::vector<MediaCase> MeasureRate(uint32_t mbit, const Options& options)
 {
-    uint64_t number = 0;
-    const int64_t earliest = MonotonicNs() + hosts.DueNs(kWarmUpFrames) - hosts.DueNs(0);
-    while (hosts.DueNs(number) < earliest)
-        number += pattern.gopFrames;
-    return number;
-}
-
-// Fills in what the watchers saw of the frames from `first` up to, not including, `end`.
-void EvaluateFrames(const std::vector<MediaParser>& parsers, uint64_t first, uint64_t end,
-                    MediaFigures& figures)
-{
-    std::vector<double> delaysMs;
-    uint64_t damaged = 0;
-    for (const MediaParser& parser : parsers) {
-        damaged += parser.damaged;
-        std::vector<bool> seen(end - first);
-        for (const ReceivedFrame& frame : parser.frames) {
-            if (frame.number < first || frame.number >= end || seen[frame.number - first])
-                continue;
-            seen[frame.number - first] = true;
-            delaysMs.push_back(static_cast<double>(frame.delayNs) / 1e6);
+    std::vector<MediaCase> cases;
+    for (const uint32_t watchers : options.watchers)
+        cases.push_back({.mbitPerSecond = mbit, .watchers = watchers});
+    for (uint32_t repeat = 0; repeat < options.repeats; ++repeat)
+        for (MediaCase& measured : cases) {
+            fprintf(stderr, "%u Mbit/s, watchers: %u, repeat %u of %u\n", mbit, measured.watchers, repeat + 1,
+                    options.repeats);
+            MeasureOnce(options, repeat, measured);
         }
-    }
-    figures.damagedFrames = static_cast<double>(damaged);
-    figures.lostFrames = static_cast<double>(parsers.size() * (end - first) - delaysMs.size());
-    figures.delayP50Ms = Percentile(delaysMs, 0.50);
-    figures.delayP99Ms = Percentile(delaysMs, 0.99);
-}
-
-// Measures a program that serves the watchers already.
-MediaFigures MeasureRunning(const ProcessUnderTest& process, const BenchHosts& hosts, Watchers& watchers,
-                            const FramePattern& pattern, uint32_t seconds)
-{
-    if (!WaitFor(kLastFrameLimitNs, [&] { return watchers.AllReached(0); }))
-        throw std::runtime_error("no frame reaches every watcher");
-    const uint64_t first = FirstMeasuredFrame(hosts, pattern);
-    const uint64_t end = first + uint64_t{seconds} * pattern.framesPerSecond;
-
-    SleepUntilNs(hosts.DueNs(first) - kQuietNs);
-    const ProcessCounters before = ReadCounters(process.Pid());
-    const uint64_t bytesBefore = watchers.DeliveredBytes();
-    SleepUntilNs(hosts.DueNs(end) - kQuietNs);
-    const ProcessCounters after = ReadCounters(process.Pid());
-    const uint64_t bytesAfter = watchers.DeliveredBytes();
-    const ProcessMemory memory = ReadMemory(process.Pid());
-    (void)WaitFor(kLastFrameLimitNs, [&] { return watchers.AllReached(end - 1); }); // else counted as lost
-
-    MediaFigures figures;
-    EvaluateFrames(watchers.Stop(), first, end, figures);
-    figures.deliveredMb = static_cast<double>(bytesAfter - bytesBefore) / 1e6;
-    if (figures.deliveredMb > 0)
-        figures.cpuSecondsPerGb = static_cast<double>(after.runNs - before.runNs) / 1e6 / figures.deliveredMb;
-    figures.wakeUpsPerSecond = static_cast<double>(after.wakeUps - before.wakeUps) / seconds;
-    figures.pssMb = static_cast<double>(memory.pssBytes) / 1e6;
-    figures.rssMb = static_cast<double>(memory.rssBytes) / 1e6;
-    return figures;
-}
-
-MediaFigures Measure(const std::string& program, uint32_t mbit, uint32_t watcherCount, const Options& options)
-{
-    const FramePattern pattern{.bitsPerSecond = mbit * 1000000};
-    const BenchHosts hosts(pattern, kSecondStreamPattern, options.nextRecord);
-    const ProcessUnderTest process(program);
-    try {
-        Watchers watchers(pattern, kServerPort, watcherCount);
-        return MeasureRunning(process, hosts, watchers, pattern, options.seconds);
-    } catch (const std::exception&) {
-        process.CheckAlive(); // the better reason, when it has ended
-        throw;
-    }
-}
-
-// All repeats of one case, the programs in turn, each repeat beginning with the other one.
-MediaCase MeasureCase(uint32_t mbit, uint32_t watchers, const Options& options)
-{
-    MediaCase measured{.mbitPerSecond = mbit, .watchers = watchers, .server = {}, .floor = {}};
-    for (uint32_t repeat = 0; repeat < options.repeats; ++repeat) {
-        fprintf(stderr, "%u Mbit/s, watchers: %u, repeat %u of %u\n", mbit, watchers, repeat + 1,
-                options.repeats);
-        for (uint32_t turn = 0; turn < 2; ++turn) {
-            if ((turn + repeat) % 2 == 1)
-                measured.floor.push_back(Measure(options.floor, mbit, watchers, options));
-            else if (!options.floorOnly)
-                measured.server.push_back(Measure(options.server, mbit, watchers, options));
-        }
-    }
-    return measured;
+    return cases;
 }
 
 [[noreturn]] void Usage(int status)
@@ -141,13 +62,16 @@ MediaCase MeasureCase(uint32_t mbit, uint32_t watchers, const Options& options)
             "Usage: velmora-media-bench [OPTIONS]     (through tests/isolated.sh)\n"
             "  --server PATH      program under test (Velmora_server beside this program)\n"
             "  --floor PATH       floor program (velmora-media-floor beside this program)\n"
+            "  --rtsp PATH        RTSP server (velmora-rtsp-bench beside this program, if it is built)\n"
             "  --floor-only       measure the floor alone\n"
             "  --repeats N        repeats of each case (5)\n"
             "  --seconds N        measured seconds of each repeat (8)\n"
             "  --watchers N       only this number of watchers, 1 to 15 (1, 4 and 15)\n"
             "  --mbit N           only this rate of the main stream, 1 to 25 Mbit/s (4 and 20)\n"
             "  --next blank|announced   what lies where the next record will be (blank)\n"
-            "  --json FILE        also write every figure to FILE\n");
+            "  --json FILE        also write every figure to FILE\n"
+            "  --check FILE       also compare ratios with the committed ones of FILE\n"
+            "  --keep FILE        also write the ratios to FILE, to be committed\n");
     exit(status);
 }
 
@@ -173,29 +97,33 @@ Options ParseOptions(int argc, char** argv)
 {
     const std::filesystem::path here = std::filesystem::read_symlink("/proc/self/exe").parent_path();
     Options options;
-    options.server = here / "Velmora_server";
-    options.floor = here / "velmora-media-floor";
-    constexpr option kLong[] = {{"server", required_argument, nullptr, 's'},
-                                {"floor", required_argument, nullptr, 'f'},
-                                {"floor-only", no_argument, nullptr, 'o'},
-                                {"repeats", required_argument, nullptr, 'r'},
-                                {"seconds", required_argument, nullptr, 't'},
-                                {"watchers", required_argument, nullptr, 'w'},
-                                {"mbit", required_argument, nullptr, 'm'},
-                                {"next", required_argument, nullptr, 'n'},
-                                {"json", required_argument, nullptr, 'j'},
-                                {"help", no_argument, nullptr, 'h'},
-                                {nullptr, 0, nullptr, 0}};
+    auto& [server, floor, rtsp] = options.programs;
+    server = here / "Velmora_server";
+    floor = here / "velmora-media-floor";
+    if (access((here / "velmora-rtsp-bench").c_str(), X_OK) == 0)
+        rtsp = here / "velmora-rtsp-bench";
+    constexpr option kLong[] = {
+        {"server", required_argument, nullptr, 's'},   {"floor", required_argument, nullptr, 'f'},
+        {"rtsp", required_argument, nullptr, 'p'},     {"floor-only", no_argument, nullptr, 'o'},
+        {"repeats", required_argument, nullptr, 'r'},  {"seconds", required_argument, nullptr, 't'},
+        {"watchers", required_argument, nullptr, 'w'}, {"mbit", required_argument, nullptr, 'm'},
+        {"next", required_argument, nullptr, 'n'},     {"json", required_argument, nullptr, 'j'},
+        {"check", required_argument, nullptr, 'c'},    {"keep", required_argument, nullptr, 'k'},
+        {"help", no_argument, nullptr, 'h'},           {nullptr, 0, nullptr, 0}};
     for (int name; (name = getopt_long(argc, argv, "h", kLong, nullptr)) != -1;) {
         switch (name) {
         case 's':
-            options.server = optarg;
+            server = optarg;
             break;
         case 'f':
-            options.floor = optarg;
+            floor = optarg;
+            break;
+        case 'p':
+            rtsp = optarg;
             break;
         case 'o':
-            options.floorOnly = true;
+            server.clear();
+            rtsp.clear();
             break;
         case 'r':
             options.repeats = Number(optarg, 1000);
@@ -215,6 +143,12 @@ Options ParseOptions(int argc, char** argv)
         case 'j':
             options.json = optarg;
             break;
+        case 'c':
+            options.committed = optarg;
+            break;
+        case 'k':
+            options.kept = optarg;
+            break;
         case 'h':
             Usage(0);
         default:
@@ -232,15 +166,17 @@ int main(int argc, char** argv)
     std::vector<MediaCase> cases;
     try {
         for (const uint32_t mbit : options.mbit)
-            for (const uint32_t watchers : options.watchers)
-                cases.push_back(MeasureCase(mbit, watchers, options));
+            for (MediaCase& measured : MeasureRate(mbit, options))
+                cases.push_back(std::move(measured));
+        PrintCases(cases);
+        if (!options.json.empty() && !WriteJson(options.json, cases))
+            throw std::runtime_error("the figures cannot be written to " + options.json);
+        if (!options.kept.empty() && !WriteCommitted(options.kept, Judge(cases)))
+            throw std::runtime_error("the ratios cannot be written to " + options.kept);
+        if (!options.committed.empty())
+            return CompareWithCommitted(options.committed, Judge(cases)) ? 0 : 1;
     } catch (const std::exception& failure) {
         fprintf(stderr, "velmora-media-bench: %s\n", failure.what());
-        return 1;
-    }
-    PrintCases(cases);
-    if (!options.json.empty() && !WriteJson(options.json, cases)) {
-        perror("velmora-media-bench: writing the figures");
         return 1;
     }
     return 0;

@@ -8,12 +8,8 @@
 #include <vector>
 
 #include "bench/frame_pattern.h"
+#include "bench/frame_receiver.h"
 #include "protocol/message.h"
-
-struct ReceivedFrame {
-    uint64_t number;
-    int64_t delayNs; // from publication to the read that brought the last byte
-};
 
 struct MediaParser {
     const FramePattern* pattern;

@@ -24,16 +24,19 @@ std::string ReadText(const std::filesystem::path& path)
 
 } // namespace
 
-ProcessUnderTest::ProcessUnderTest(const std::string& path) : path_(path)
+ProcessUnderTest::ProcessUnderTest(const std::string& path, std::vector<std::string> arguments) : path_(path)
 {
     posix_spawn_file_actions_t files;
     posix_spawn_file_actions_init(&files);
     posix_spawn_file_actions_addopen(&files, 0, "/dev/null", O_RDONLY, 0);
     posix_spawn_file_actions_addopen(&files, 1, "/dev/null", O_WRONLY, 0);
     posix_spawn_file_actions_adddup2(&files, 1, 2);
-    std::string name = path;
-    char* const arguments[] = {name.data(), nullptr};
-    const int error = posix_spawn(&pid_, path.c_str(), &files, nullptr, arguments, environ);
+    arguments.insert(arguments.begin(), path);
+    std::vector<char*> argv;
+    for (std::string& argument : arguments)
+        argv.push_back(argument.data());
+    argv.push_back(nullptr);
+    const int error = posix_spawn(&pid_, path.c_str(), &files, nullptr, argv.data(), environ);
     posix_spawn_file_actions_destroy(&files);
     if (error != 0)
         throw std::runtime_error("cannot start " + path + ": " + strerror(error));

@@ -5,11 +5,12 @@
 
 #include <cstdint>
 #include <string>
+#include <vector>
 
 class ProcessUnderTest {
   public:
-    // Starts the program without arguments; its output is discarded. Throws std::runtime_error.
-    explicit ProcessUnderTest(const std::string& path);
+    // Starts the program; its output is discarded. Throws std::runtime_error.
+    explicit ProcessUnderTest(const std::string& path, std::vector<std::string> arguments = {});
     ProcessUnderTest(const ProcessUnderTest&) = delete;
     ProcessUnderTest& operator=(const ProcessUnderTest&) = delete;
     ~ProcessUnderTest(); // kills it

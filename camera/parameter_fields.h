@@ -38,6 +38,16 @@ inline constexpr ParameterFieldRange kParameterFields[] = {
 inline constexpr uint32_t kFieldSetDns = 4099;    // SFIELD_SET_DNS
 inline constexpr uint32_t kFieldNoMessage = 4403; // accepted, but there is nothing to send
 
+// Whether some field has this message code.
+constexpr bool IsParameterCode(int32_t code)
+{
+    for (const ParameterFieldRange& range : kParameterFields)
+        if (code >= range.iFirstCode &&
+            code - range.iFirstCode <= static_cast<int32_t>(range.ulLast - range.ulFirst))
+            return true;
+    return false;
+}
+
 // Message code of a field, or nothing when the field is not accepted.
 constexpr std::optional<int32_t> ParameterCode(uint32_t field)
 {

@@ -9,6 +9,7 @@
 #include "camera/parameter_fields.h"
 #include "camera/parameter_lock.h"
 #include "camera/parameter_message.h"
+#include "common/clock.h"
 #include "common/log.h"
 #include "common/sysv_ipc.h"
 
@@ -19,9 +20,18 @@ namespace {
 constexpr int kProcessIdWithoutMessaging = 1;
 constexpr int kHighestProcessId = 15;
 constexpr int kNoQueue = -1;
+// More than a queue of the usual 16 KiB holds; a host that floods us does not hold us up.
+constexpr int kMostStaleAnswers = 1024;
+constexpr size_t kShortestAnswerBytes = kParameterTextBytes - sizeof(int32_t); // the offset says nothing
+constexpr uint32_t kQueuePollMs = 10;
+// A host that has taken the request answers within milliseconds. One that has not in this time answers
+// with codes of its own.
+constexpr int64_t kOwnAnswerMs = 2000;
 
 // Written under the send lock, or before it exists.
 std::atomic<int> g_queueId{kNoQueue};
+// The host's answers carry the code of their request. Believed until the contrary is seen.
+std::atomic<bool> g_answersCarryCodes{true};
 
 // Message codes whose sender does more than the others'.
 struct SpecialSender {
@@ -81,8 +91,9 @@ ssize_t Receive(int queueId, ParameterMessage* message, int processId, int flags
 void DrainAnswers(int queueId, int processId)
 {
     ParameterMessage answer;
-    while (HasSlot(processId) && Receive(queueId, &answer, processId, IPC_NOWAIT) >= 0) {
-    }
+    for (int i = 0; i < kMostStaleAnswers && HasSlot(processId); i++)
+        if (Receive(queueId, &answer, processId, IPC_NOWAIT) < 0)
+            break;
 }
 
 // The segment is looked up each time, since its owner may have replaced it.
@@ -98,23 +109,91 @@ bool CopyToSlot(size_t offset, const void* value, size_t length)
     return true;
 }
 
-// Sends the request and receives its answer into the same record, which keeps the request's words when
-// a queue call fails.
-void ExchangeMessage(ParameterMessage* message, int processId, bool repeatsReceive)
+// Waits for room in the queue. Answers to nobody are thrown away, those of an earlier exchange and those
+// that fill the queue: host and sender would wait for each other.
+bool SendRequest(int queueId, const ParameterMessage& request)
 {
-    if (g_queueId.load() == kNoQueue)
-        g_queueId.store(OpenQueue());
-    const int queueId = g_queueId.load();
-    if (msgsnd(queueId, message, kParameterTextBytes, 0) != 0) {
-        ForgetRemovedQueue();
-        return; // nobody will answer
+    DrainAnswers(queueId, request.iSource);
+    while (msgsnd(queueId, &request, kParameterTextBytes, IPC_NOWAIT) != 0) {
+        if (errno != EAGAIN) {
+            ForgetRemovedQueue();
+            return false;
+        }
+        DrainAnswers(queueId, request.iSource);
+        SleepMs(kQueuePollMs);
     }
+    return true;
+}
+
+// Whether the answer says that it is to another request of ours: to one that an earlier life of this
+// process left with the host.
+bool IsToAnotherRequest(const ParameterMessage& request, const ParameterMessage& answer, ssize_t bytes)
+{
+    return g_answersCarryCodes.load() && bytes >= static_cast<ssize_t>(kShortestAnswerBytes) &&
+           answer.iSource == request.iSource && answer.iCode != request.iCode &&
+           IsParameterCode(answer.iCode);
+}
+
+bool IsQueueEmpty(int queueId)
+{
+    msqid_ds status{};
+    return msgctl(queueId, IPC_STAT, &status) == 0 && status.msg_qnum == 0;
+}
+
+// Waits for our own answer after that to another request, as long as our request lies in the queue and for
+// a while after that. Then the host is believed, whatever code its answers have.
+ssize_t AwaitOwnAnswer(int queueId, const ParameterMessage& request, ParameterMessage* answer, ssize_t bytes)
+{
+    LogTrace("%s %d: the answer to code %d is none to code %d, waiting for that\n", __func__, __LINE__,
+             answer->iCode, request.iCode);
+    for (int64_t fromMs = MonotonicMs(); MonotonicMs() - fromMs < kOwnAnswerMs;) {
+        ParameterMessage next = request;
+        const ssize_t received = Receive(queueId, &next, request.iSource, IPC_NOWAIT);
+        if (received < 0 && errno != ENOMSG && errno != EINTR)
+            return received;
+        if (received >= 0) {
+            *answer = next;
+            bytes = received;
+            if (!IsToAnotherRequest(request, next, received))
+                return received;
+        }
+        SleepMs(kQueuePollMs);
+        if (!IsQueueEmpty(queueId))
+            fromMs = MonotonicMs();
+    }
+    g_answersCarryCodes.store(false);
+    return bytes;
+}
+
+// Receives the answer into the request's record, which keeps its words when that fails.
+void ReceiveAnswer(int queueId, ParameterMessage* message, bool repeatsReceive)
+{
+    ParameterMessage answer = *message;
     ssize_t received;
     do
-        received = Receive(queueId, message, processId, 0);
+        received = Receive(queueId, &answer, message->iSource, 0);
     while (received < 0 && errno == EINTR && repeatsReceive);
+    if (IsToAnotherRequest(*message, answer, received))
+        received = AwaitOwnAnswer(queueId, *message, &answer, received);
     if (received < 0)
         ForgetRemovedQueue();
+    else
+        *message = answer;
+}
+
+// Sends the request and receives its answer into the same record. A queue that turns out to have been
+// removed is opened again, once.
+void ExchangeMessage(ParameterMessage* message, bool repeatsReceive)
+{
+    for (int attempt = 0; attempt < 2; attempt++) {
+        if (g_queueId.load() == kNoQueue)
+            g_queueId.store(OpenQueue());
+        const int queueId = g_queueId.load();
+        if (SendRequest(queueId, *message))
+            return ReceiveAnswer(queueId, message, repeatsReceive);
+        if (g_queueId.load() != kNoQueue)
+            return; // nobody will answer
+    }
 }
 
 bool MaySend(int processId, size_t length)
@@ -150,7 +229,7 @@ int32_t SendParameterMessage(int32_t code, const void* value, size_t length)
         return -1;
     const bool copied = CopyToSlot(offset, value, length);
     if (copied)
-        ExchangeMessage(&message, processId, sender.repeatsReceive);
+        ExchangeMessage(&message, sender.repeatsReceive);
     (void)SemRelease(); // held since SemWait
     if (!copied) {
         LogTrace("%s %d: no data segment for code %d, ignoring\n", __func__, __LINE__, code);
@@ -191,6 +270,7 @@ int SysDrvInit(int processId)
     if (SemWait() != 0)
         return FailInit(""); // it said why
     g_queueId.store(queueId);
+    g_answersCarryCodes.store(true);
     DrainAnswers(queueId, processId);
     (void)SemRelease(); // held since SemWait
     fprintf(stderr, "%s %d gSysProcId %d\n", "SysDrvInit", 86, processId);

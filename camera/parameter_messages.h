@@ -4,6 +4,8 @@
 // Any thread may send. The send lock is held across the wait for the answer, so one request of this
 // process is outstanding at a time; without a parameter host a sender waits, and the others behind it.
 // Queue and data segment are looked up again when they were removed, and never removed by this process.
+// Answers to nobody are thrown away before each request. One with the code of another request, to which a
+// former life of this process got no answer any more, is not taken for ours.
 #pragma once
 
 #include <atomic>

@@ -6,6 +6,8 @@
 
 #include <pthread.h>
 
+#include <cstdint>
+
 #include "common/thread_annotations.h"
 
 // A plain mutex, ready without set-up, so that module state can be constant-initialised.
@@ -57,6 +59,9 @@ struct CAPABILITY("mutex") RecursiveMutex {
 int MutexCreate(RecursiveMutex* mutex);
 // Always returns 0: when locking fails, a warning is logged and the caller goes on without the lock.
 int MutexLock(RecursiveMutex* mutex) ACQUIRE(*mutex);
+// Returns false when the mutex could not be had within that time, which counts on the clock of the day: one
+// that is set back meanwhile makes the wait longer. 0 only tries.
+bool MutexTryLock(RecursiveMutex* mutex, uint32_t waitMs) TRY_ACQUIRE(true, *mutex);
 int MutexUnlock(RecursiveMutex* mutex) RELEASE(*mutex);
 int MutexDestroy(RecursiveMutex* mutex);
 

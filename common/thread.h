@@ -5,8 +5,9 @@
 
 #include <cstddef>
 
-// Enough for the deepest JSON body that the parser accepts and for one log line, with room to spare;
-// only what is touched costs memory.
+// The handlers' threads need most: a body that nests as deep as the parser goes (1000 levels, each a few
+// calls of it) takes 105 KiB on 64 bits, and whatever the machine, it must fit in four times. Only what is
+// touched costs memory.
 inline constexpr size_t kThreadStackBytes = size_t{1024} * 1024;
 
 using ThreadBody = void*(void* argument);

@@ -12,6 +12,7 @@
 #define GUARDED_BY(lock) VELMORA_ATTRIBUTE(guarded_by(lock))
 #define REQUIRES(...) VELMORA_ATTRIBUTE(requires_capability(__VA_ARGS__))
 #define ACQUIRE(...) VELMORA_ATTRIBUTE(acquire_capability(__VA_ARGS__))
+#define TRY_ACQUIRE(...) VELMORA_ATTRIBUTE(try_acquire_capability(__VA_ARGS__))
 #define RELEASE(...) VELMORA_ATTRIBUTE(release_capability(__VA_ARGS__))
 #define EXCLUDES(...) VELMORA_ATTRIBUTE(locks_excluded(__VA_ARGS__))
 #define NO_THREAD_SAFETY_ANALYSIS VELMORA_ATTRIBUTE(no_thread_safety_analysis)

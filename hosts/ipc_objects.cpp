@@ -10,6 +10,7 @@
 #include <iterator>
 #include <stdexcept>
 #include <string>
+#include <vector>
 
 #include "common/log.h"
 
@@ -95,15 +96,19 @@ size_t QueuedMessages(key_t key)
     return id >= 0 && msgctl(id, IPC_STAT, &status) == 0 ? status.msg_qnum : 0;
 }
 
-void ClaimObjects()
+void ClaimObjects(Hosts hosts)
 {
-    // A semaphore that is 0 while nobody has the objects. The system takes our 1 back when we end.
-    sembuf claim[] = {{.sem_num = 0, .sem_op = 0, .sem_flg = IPC_NOWAIT},
-                      {.sem_num = 0, .sem_op = 1, .sem_flg = SEM_UNDO}};
+    // Semaphores that are 0 while nobody has the objects. The system takes our 1 back when we end.
+    std::vector<sembuf> claim;
+    for (uint16_t host = 0; host < kHostCount; ++host)
+        if (hosts[host]) {
+            claim.push_back({.sem_num = host, .sem_op = 0, .sem_flg = IPC_NOWAIT});
+            claim.push_back({.sem_num = host, .sem_op = 1, .sem_flg = SEM_UNDO});
+        }
     int id = -1;
     do {
-        id = semget(kClaimKey, 1, IPC_CREAT | kClaimMode);
-        if (id >= 0 && semop(id, claim, std::size(claim)) == 0)
+        id = semget(kClaimKey, kHostCount, IPC_CREAT | kClaimMode);
+        if (id >= 0 && semop(id, claim.data(), claim.size()) == 0)
             return;
     } while (id >= 0 && (errno == EIDRM || errno == EINTR)); // the last owner has just ended
     if (errno == EAGAIN)
@@ -111,9 +116,19 @@ void ClaimObjects()
     throw std::runtime_error(std::string("cannot claim the camera's objects: ") + strerror(errno));
 }
 
-void ReleaseClaim()
+void ReleaseClaim(Hosts hosts)
 {
-    if (const int id = semget(kClaimKey, 0, 0); id >= 0)
+    const int id = semget(kClaimKey, 0, 0);
+    if (id < 0)
+        return;
+    int left = 0;
+    for (uint16_t host = 0; host < kHostCount; ++host) {
+        sembuf giveBack{.sem_num = host, .sem_op = -1, .sem_flg = SEM_UNDO | IPC_NOWAIT};
+        if (hosts[host])
+            (void)semop(id, &giveBack, 1); // the claim is ours
+        left += semctl(id, host, GETVAL);
+    }
+    if (left == 0)
         semctl(id, 0, IPC_RMID);
 }
 

@@ -6,6 +6,7 @@
 
 #include <sys/types.h>
 
+#include <bitset>
 #include <cstddef>
 #include <cstdint>
 
@@ -36,10 +37,15 @@ void AdoptQueue(const char* name, key_t key, int mode, long requestType);
 // Requests that wait in the queue; 0 when there is no queue.
 size_t QueuedMessages(key_t key);
 
-// Only one bench camera can own the objects: two would write into the same rings. Claims them for as long
-// as this process lives, however it ends; throws when another one has them.
-void ClaimObjects();
-void ReleaseClaim();
+// The hosts that a bench camera can be. The keeper only watches, so there may be several.
+enum Host : uint8_t { kParameters, kMedia, kAlarm, kHostCount };
+using Hosts = std::bitset<kHostCount>;
+
+// Only one bench camera can own a host's objects: two would write into the same rings. Claims them for as
+// long as this process lives, however it ends; throws when another one has one of them.
+void ClaimObjects(Hosts hosts);
+// Gives them back and removes the claims when nobody else has one.
+void ReleaseClaim(Hosts hosts);
 
 // Removes the segment or queue under the key, whoever uses it.
 void RemoveSegment(key_t key);

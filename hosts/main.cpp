@@ -48,6 +48,8 @@ Players OpenPlayers(const Options& options)
     constexpr int32_t kMainBitRate = 4000000;
     constexpr int32_t kSecondBitRate = 1000000;
     Players players;
+    if (!options.hosts[kMedia])
+        return players;
     players[0] =
         std::make_unique<StreamPlayer>("main stream", options.mainFile, kMainFrameBytes, kMainBitRate);
     players[1] =
@@ -100,30 +102,6 @@ std::optional<uint8_t> NextEvent(std::optional<Clock::time_point> until)
 
 enum class Ending { kQuit, kReboot };
 
-// Until the program is asked to end, or the camera to reboot.
-Ending ServeEvents(MediaHost* media, AlarmSource* alarm)
-{
-    bool paused = false;
-    std::optional<Clock::time_point> rebootAt;
-    while (const std::optional<uint8_t> event = NextEvent(rebootAt)) {
-        switch (*event) {
-        case SIGUSR1:
-            paused = !paused;
-            media->SetPaused(paused);
-            break;
-        case SIGUSR2:
-            alarm->ToggleMotion();
-            break;
-        case kRebootEvent:
-            rebootAt = rebootAt.value_or(Clock::now() + kRebootLead);
-            break;
-        default:
-            return Ending::kQuit;
-        }
-    }
-    return Ending::kReboot;
-}
-
 // The time for which a camera that reboots is gone. False when the program is asked to end instead; all
 // else that was asked of the camera meanwhile is lost.
 bool WaitForReboot(double seconds)
@@ -142,22 +120,80 @@ void TellTruth(size_t stream)
     fflush(stdout);
 }
 
+// The hosts that this camera is.
+struct RunningHosts {
+    std::optional<ParameterHost> parameters;
+    std::optional<AlarmSource> alarm;
+    KeeperWatch keeper;
+    std::optional<MediaHost> media;
+};
+
 // What is set has its effect.
-void ConnectHosts(const Options& options, ParameterStore* store, MediaHost* media,
-                  std::optional<NetworkApplier>* network)
+void ConnectHosts(const Options& options, RunningHosts* hosts, std::optional<NetworkApplier>* network)
 {
     const bool alwaysTest = options.testPicture;
-    media->Film(&store->motors());
-    media->ShowTestPictures(alwaysTest);
-    store->Watch(
-        {.onStream = [media](size_t stream,
-                             const StreamFacts& settings) { media->Configure(stream, settings); },
-         .onAddress =
-             [network](uint32_t field, uint32_t ulAddress) {
-                 if (*network)
-                     (*network)->Set(field, ulAddress);
-             },
-         .onHead = [media, alwaysTest](bool hasMoved) { media->ShowTestPictures(alwaysTest || hasMoved); }});
+    MediaHost* const media = hosts->media ? &*hosts->media : nullptr;
+    if (media != nullptr)
+        media->ShowTestPictures(alwaysTest);
+    if (!hosts->parameters)
+        return;
+    ParameterStore& store = hosts->parameters->store();
+    if (media != nullptr)
+        media->Film(&store.motors());
+    store.Watch({.onStream =
+                     [media](size_t stream, const StreamFacts& settings) {
+                         if (media != nullptr)
+                             media->Configure(stream, settings);
+                     },
+                 .onAddress =
+                     [network](uint32_t field, uint32_t ulAddress) {
+                         if (*network)
+                             (*network)->Set(field, ulAddress);
+                     },
+                 .onHead =
+                     [media, alwaysTest](bool hasMoved) {
+                         if (media != nullptr)
+                             media->ShowTestPictures(alwaysTest || hasMoved);
+                     }});
+}
+
+void StartHosts(RunningHosts* hosts)
+{
+    ParameterStore* const store = hosts->parameters ? &hosts->parameters->store() : nullptr;
+    if (hosts->media)
+        hosts->media->Start([store](size_t stream, const StreamFacts& facts) {
+            if (store != nullptr)
+                store->SetStream(stream, facts);
+        });
+    if (hosts->parameters)
+        hosts->parameters->Start();
+    if (hosts->alarm)
+        hosts->alarm->Start();
+    hosts->keeper.Start();
+}
+
+void StopHosts(RunningHosts* hosts, std::optional<NetworkApplier>* network)
+{
+    hosts->keeper.Stop();
+    if (hosts->alarm)
+        hosts->alarm->Stop();
+    if (hosts->parameters)
+        hosts->parameters->Stop();
+    if (*network)
+        (*network)->Stop();
+    if (hosts->media)
+        hosts->media->Stop();
+}
+
+void ReleaseHosts(RunningHosts* hosts, bool always)
+{
+    if (hosts->media)
+        hosts->media->Release(always);
+    if (hosts->parameters)
+        hosts->parameters->Release(always);
+    hosts->keeper.Release(always);
+    if (hosts->alarm)
+        hosts->alarm->Release(always);
 }
 
 // Processes beside, RecHost first; the server is there when all that it meets is.
@@ -181,6 +217,32 @@ void StartCompanions(const Options& options, Companions* companions)
     }
 }
 
+// Until the program is asked to end, or the camera to reboot.
+Ending ServeEvents(RunningHosts* hosts)
+{
+    bool paused = false;
+    std::optional<Clock::time_point> rebootAt;
+    while (const std::optional<uint8_t> event = NextEvent(rebootAt)) {
+        switch (*event) {
+        case SIGUSR1:
+            paused = !paused;
+            if (hosts->media)
+                hosts->media->SetPaused(paused);
+            break;
+        case SIGUSR2:
+            if (hosts->alarm)
+                hosts->alarm->ToggleMotion();
+            break;
+        case kRebootEvent:
+            rebootAt = rebootAt.value_or(Clock::now() + kRebootLead);
+            break;
+        default:
+            return Ending::kQuit;
+        }
+    }
+    return Ending::kReboot;
+}
+
 // The camera from one start to its end or its reboot. The settings are those that the life before kept, and
 // then those that this one keeps.
 Ending RunLife(const Options& options, Players players, ParameterChanges* settings)
@@ -188,50 +250,41 @@ Ending RunLife(const Options& options, Players players, ParameterChanges* settin
     std::optional<NetworkApplier> network;
     if (options.applyNetwork)
         network.emplace("eth0");
-    ParameterHost parameters(
-        options.state, [] { TellEvent(kRebootEvent); }, *settings);
-    AlarmSource alarm(options.motionSchedule);
-    KeeperWatch keeper;
-    MediaHost media(std::move(players));
+    RunningHosts hosts;
+    if (options.hosts[kParameters])
+        hosts.parameters.emplace(
+            options.state, [] { TellEvent(kRebootEvent); }, *settings);
+    if (options.hosts[kAlarm])
+        hosts.alarm.emplace(options.motionSchedule);
+    if (options.hosts[kMedia])
+        hosts.media.emplace(std::move(players));
     Companions companions;
 
-    if (options.lies)
-        media.Lie(*options.lies, TellTruth);
-    ConnectHosts(options, &parameters.store(), &media, &network);
+    if (options.lies && hosts.media)
+        hosts.media->Lie(*options.lies, TellTruth);
+    ConnectHosts(options, &hosts, &network);
     if (network)
         network->Start();
-    media.Start([store = &parameters.store()](size_t stream, const StreamFacts& facts) {
-        store->SetStream(stream, facts);
-    });
-    parameters.Start();
-    alarm.Start();
-    keeper.Start();
+    StartHosts(&hosts);
     printf("velmora-bench-camera: ready\n");
     fflush(stdout);
     StartCompanions(options, &companions);
 
-    const Ending ending = ServeEvents(&media, &alarm);
+    const Ending ending = ServeEvents(&hosts);
     if (ending == Ending::kReboot)
         LogInfo("the camera goes down for %g seconds\n", options.rebootPause);
     companions.server.reset();
     companions.recordingHost.reset();
-    keeper.Stop();
-    alarm.Stop();
-    parameters.Stop();
-    if (network)
-        network->Stop();
-    media.Stop();
-    *settings = parameters.store().Changes();
-    media.Release(options.purge);
-    parameters.Release(options.purge);
-    keeper.Release(options.purge);
-    alarm.Release(options.purge);
+    StopHosts(&hosts, &network);
+    if (hosts.parameters)
+        *settings = hosts.parameters->store().Changes();
+    ReleaseHosts(&hosts, options.purge);
     return ending;
 }
 
 void RunCamera(const Options& options)
 {
-    ClaimObjects();
+    ClaimObjects(options.hosts);
     Players players = OpenPlayers(options);
     CatchSignals();
     if (options.purge)
@@ -240,7 +293,7 @@ void RunCamera(const Options& options)
     while (RunLife(options, std::move(players), &settings) == Ending::kReboot &&
            WaitForReboot(options.rebootPause))
         players = OpenPlayers(options);
-    ReleaseClaim();
+    ReleaseClaim(options.hosts);
 }
 
 int RunProgram(int argc, char** argv)

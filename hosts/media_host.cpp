@@ -11,6 +11,7 @@ namespace {
 
 constexpr char kName[] = "MediaHost";
 constexpr size_t kOwnedRings = 3; // the talk ring belongs to whoever plays talk audio
+constexpr const char* kStreamNames[kPlayedStreams] = {"main", "second"}; // of their moments
 
 // One that follows the uptime, faster than any stream makes records, is above all that an earlier life of
 // this program gave out.
@@ -61,9 +62,9 @@ std::vector<HostSegment> MakeRings()
 
 MediaHost::MediaHost(Players players)
     : players_(std::move(players)), segments_(MakeRings()),
-      positions_("MediaHost pos", kPositionQueueKey, kPositionQueueMode, kPositionRequestType,
+      positions_("MediaHost pos", "position", kPositionQueueKey, kPositionQueueMode, kPositionRequestType,
                  PositionMessage::kTextBytes, [this](QueueText& message) { return AnswerPosition(message); }),
-      control_("MediaHost ctrl", kControlQueueKey, kControlQueueMode, kControlRequestType,
+      control_("MediaHost ctrl", "order", kControlQueueKey, kControlQueueMode, kControlRequestType,
                ControlMessage::kTextBytes, [this](QueueText& message) { return AnswerControl(message); })
 {
     for (size_t i = 0; i < kOwnedRings; ++i) {
@@ -71,7 +72,8 @@ MediaHost::MediaHost(Players players)
         const uint32_t firstSerial = FirstSerial(ring, kRings[i].ulRingBytes);
         memset(ring, 0, kRings[i].ulSegmentBytes);
         if (i < kPlayedStreams)
-            rings_[i] = std::make_unique<RingWriter>(ring, kRings[i].ulRingBytes, firstSerial);
+            rings_[i] =
+                std::make_unique<RingWriter>(ring, kRings[i].ulRingBytes, firstSerial, kStreamNames[i]);
     }
 }
 

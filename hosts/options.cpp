@@ -4,7 +4,10 @@
 
 #include <CLI/CLI.hpp>
 #include <filesystem>
+#include <iterator>
 #include <stdexcept>
+
+#include "hosts/pause_point.h"
 
 namespace {
 
@@ -13,12 +16,15 @@ namespace fs = std::filesystem;
 constexpr char kPictureOfFile[] = "file";
 constexpr char kTestPicture[] = "test";
 constexpr double kMostRebootPause = 3600;
+constexpr const char* kHostNames[kHostCount] = {"parameters", "media", "alarm"};
 
 // What becomes something else than a text.
 struct Texts {
     std::string picture = kPictureOfFile;
     std::string motion;
     std::string lies;
+    std::vector<std::string> hosts;
+    std::vector<std::string> pauseAt;
 };
 
 constexpr char kFooter[] =
@@ -62,6 +68,15 @@ void AddOptions(CLI::App* app, Options* options, Texts* texts)
         ->check(CLI::Range(0.0, kMostRebootPause))
         ->capture_default_str()
         ->type_name("S");
+    app->add_option("--hosts", texts->hosts, "The hosts to be: parameters, media, alarm; all unless told")
+        ->delimiter(',')
+        ->check(CLI::IsMember(std::vector<std::string>(std::begin(kHostNames), std::end(kHostNames))))
+        ->type_name("LIST");
+    app->add_option("--pause-at", texts->pauseAt,
+                    "Stop (SIGSTOP) the program at this moment, such as param-before-answer or "
+                    "main-mid-frame, the N-th time it comes; several are separated by commas")
+        ->delimiter(',')
+        ->type_name("MOMENT[:N]");
     app->add_flag("--rechost", options->recordingHost,
                   "Run a process RecHost beside, which closes its file on the card when it is told to stop");
     app->add_flag("--purge", options->purge,
@@ -86,6 +101,14 @@ void CompleteOptions(Options* options, const Texts& texts)
         throw std::runtime_error(options->server + ": not a program that can be started");
     if (options->server.empty() && !options->serverArguments.empty())
         throw std::runtime_error("arguments for a server, but no --server");
+    if (!texts.hosts.empty())
+        options->hosts.reset();
+    for (const std::string& name : texts.hosts)
+        for (size_t host = 0; host < kHostCount; ++host)
+            if (name == kHostNames[host])
+                options->hosts.set(host);
+    for (const std::string& moment : texts.pauseAt)
+        AddPauseMoment(moment);
     options->testPicture = texts.picture == kTestPicture;
     options->motionSchedule = MotionScheduleOfText(texts.motion);
     if (!texts.motion.empty() && !options->motionSchedule)

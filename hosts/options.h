@@ -6,6 +6,7 @@
 #include <vector>
 
 #include "hosts/alarm_source.h"
+#include "hosts/ipc_objects.h"
 #include "hosts/ring_liar.h"
 
 struct Options {
@@ -17,6 +18,7 @@ struct Options {
     std::vector<std::string> serverArguments;
     std::optional<MotionSchedule> motionSchedule;
     std::optional<LiePlan> lies;
+    Hosts hosts{~0ULL}; // to be, all unless told
     bool testPicture = false;
     double rebootPause = 2; // seconds
     bool recordingHost = false;

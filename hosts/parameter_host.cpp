@@ -43,7 +43,7 @@ ParameterHost::ParameterHost(std::string stateFile, std::function<void()> onRebo
       data_(kName, kParameterKey, kParameterDataBytes, kParameterDataMode, DataContents()),
       store_(std::make_unique<ParameterStore>(block_.get(), std::move(stateFile), earlier)),
       onReboot_(std::move(onReboot)),
-      queue_(kName, kParameterKey, kParameterQueueMode, kParameterRequestType, kParameterTextBytes,
+      queue_(kName, "param", kParameterKey, kParameterQueueMode, kParameterRequestType, kParameterTextBytes,
              [this](QueueText& message) { return Answer(message); })
 {
 }

@@ -11,6 +11,7 @@
 #include "common/clock.h"
 #include "common/log.h"
 #include "common/sysv_ipc.h"
+#include "hosts/pause_point.h"
 
 namespace {
 
@@ -32,9 +33,9 @@ void InstallWakeHandler()
 
 } // namespace
 
-QueueServer::QueueServer(const char* name, key_t key, int mode, long requestType, size_t textBytes,
-                         AnswerFunction answer)
-    : name_(name), key_(key), mode_(mode), requestType_(requestType), textBytes_(textBytes),
+QueueServer::QueueServer(const char* name, const char* asked, key_t key, int mode, long requestType,
+                         size_t textBytes, AnswerFunction answer)
+    : name_(name), asked_(asked), key_(key), mode_(mode), requestType_(requestType), textBytes_(textBytes),
       answer_(std::move(answer))
 {
 }
@@ -88,9 +89,11 @@ void QueueServer::Serve(int id, QueueText& message, size_t received)
         LogWarn("%s: dropped a message of %zu bytes, %zu expected\n", name_, received, textBytes_);
         return;
     }
+    ReachMoment(asked_, "before-answer");
     if (const std::optional<long> type = answer_(message)) {
         message.type = *type;
         Reply(id, message);
+        ReachMoment(asked_, "after-answer");
     }
 }
 

@@ -28,8 +28,9 @@ using AnswerFunction = std::function<std::optional<long>(QueueText& message)>;
 
 class QueueServer {
   public:
-    // Serves messages of `requestType` with `textBytes` of text; the name is for logs and the thread.
-    QueueServer(const char* name, key_t key, int mode, long requestType, size_t textBytes,
+    // Serves messages of `requestType` with `textBytes` of text; the name is for logs and the thread, what is
+    // asked for names its moments (hosts/pause_point.h).
+    QueueServer(const char* name, const char* asked, key_t key, int mode, long requestType, size_t textBytes,
                 AnswerFunction answer);
     ~QueueServer() { Stop(); }
     QueueServer(const QueueServer&) = delete;
@@ -44,6 +45,7 @@ class QueueServer {
     void Reply(int id, const QueueText& message);
 
     const char* const name_;
+    const char* const asked_;
     const key_t key_;
     const int mode_;
     const long requestType_;

@@ -4,6 +4,8 @@
 #include <atomic>
 #include <cstring>
 
+#include "hosts/pause_point.h"
+
 namespace {
 
 constexpr uint32_t kUnfinished = 0; // any EndFlag but the known three
@@ -17,8 +19,8 @@ constexpr uint32_t kAnnouncedBytes = kRecordBytes + kClearedBytes;
 
 } // namespace
 
-RingWriter::RingWriter(uint8_t* ring, uint32_t ringBytes, uint32_t firstSerial)
-    : ring_(ring), ringBytes_(ringBytes), serial_(firstSerial == 0 ? 1 : firstSerial)
+RingWriter::RingWriter(uint8_t* ring, uint32_t ringBytes, uint32_t firstSerial, const char* name)
+    : ring_(ring), name_(name), ringBytes_(ringBytes), serial_(firstSerial == 0 ? 1 : firstSerial)
 {
     Announce(0);
 }
@@ -35,6 +37,16 @@ void RingWriter::WriteUnfinished(uint32_t place, DataInfo header)
 {
     header.EndFlag = kUnfinished;
     memcpy(ring_ + place, &header, sizeof header);
+}
+
+void RingWriter::CopyPayload(uint32_t place, const RingRecord& record)
+{
+    uint8_t* const to = ring_ + place + kRecordBytes;
+    const size_t half = record.payload.size() / 2;
+    memcpy(to, record.payload.data(), half);
+    if (record.source == kSourceVideo)
+        ReachMoment(name_, "mid-frame");
+    memcpy(to + half, record.payload.data() + half, record.payload.size() - half);
 }
 
 void RingWriter::Announce(uint32_t place)
@@ -98,7 +110,7 @@ bool RingWriter::Put(const RingRecord& record)
     header.TimeStamp = record.ulTimeStamp;
     header.ucKeyFrame = record.keyFrame;
     WriteUnfinished(place, header);
-    memcpy(ring_ + place + kRecordBytes, record.payload.data(), payloadBytes);
+    CopyPayload(place, record);
     Announce(next);
     SetEndFlag(place, kFlagFrame);
 

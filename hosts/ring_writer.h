@@ -32,8 +32,9 @@ struct RingRecord {
 
 class RingWriter {
   public:
-    // `ring` has `ringBytes`. Announces the record at offset 0.
-    RingWriter(uint8_t* ring, uint32_t ringBytes, uint32_t firstSerial);
+    // `ring` has `ringBytes`. Announces the record at offset 0. The name is that of the moments in the middle
+    // of a frame (hosts/pause_point.h).
+    RingWriter(uint8_t* ring, uint32_t ringBytes, uint32_t firstSerial, const char* name = "");
 
     // Publishes a record. Returns false, with nothing written, for a payload that is empty or larger
     // than MostPayload(). After Pause() the record appears at offset 0.
@@ -64,6 +65,7 @@ class RingWriter {
         uint32_t bytes;
     };
 
+    void CopyPayload(uint32_t place, const RingRecord& record);
     void WriteUnfinished(uint32_t place, DataInfo header);
     void SetEndFlag(uint32_t place, uint32_t flag);
     void Announce(uint32_t place);
@@ -73,6 +75,7 @@ class RingWriter {
     void ForgetOverwrittenKeyFrame(uint32_t place, uint32_t bytes);
 
     uint8_t* const ring_;
+    const char* const name_;
     const uint32_t ringBytes_;
     mutable std::mutex mutex_; // guards all below, and the writing of the ring
     uint32_t place_ = 0;       // of the next record, announced; of the pause record while paused

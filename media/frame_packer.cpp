@@ -83,7 +83,7 @@ SubHeader Describe(uint32_t stream, uint32_t kind, const uint8_t* frame, uint32_
 
 // Sends the body under a header that is written in front of it. Returns false when the video process
 // has stopped, with nothing sent.
-bool SendBody(uint32_t stream, uint8_t* body, size_t bodyBytes)
+bool SendBody(const FrameReceivers& receivers, uint8_t* body, size_t bodyBytes)
 {
     const MessageHeader header{.ucHeadFlag = kHeadFlag,
                                .ucVersion = kVersion,
@@ -96,7 +96,7 @@ bool SendBody(uint32_t stream, uint8_t* body, size_t bodyBytes)
     WriteHeader(body - kHeaderBytes, header);
     if (!IsVideoProcessRunning())
         return false;
-    SendAVStream(stream, body - kHeaderBytes, kHeaderBytes + bodyBytes);
+    SendAVStream(receivers, body - kHeaderBytes, kHeaderBytes + bodyBytes);
     return true;
 }
 
@@ -127,9 +127,10 @@ int PackAVFrame(uint32_t stream, uint8_t* buffer)
     uint8_t* body = frame - sub.size;
     size_t rest = sub.size + static_cast<size_t>(length);
     memcpy(body, sub.bytes, sub.size);
+    const FrameReceivers receivers(stream);
     for (bool isFirst = true; rest > 0; isFirst = false) {
         const size_t bodyBytes = std::min(rest, sub.bodyLimit);
-        if (!SendBody(stream, body, bodyBytes))
+        if (!SendBody(receivers, body, bodyBytes))
             return -1;
         body += bodyBytes;
         rest -= bodyBytes;

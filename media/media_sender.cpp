@@ -11,14 +11,13 @@
 #include "common/shared_wait.h"
 #include "media/ring_layout.h"
 #include "media/stream_fanout.h"
-#include "protocol/connection_table.h"
 #include "protocol/send_mutex.h"
 
 namespace {
 
 constexpr size_t kPieceBytes = 32768;
 constexpr uint32_t kRetryMs = 2;
-constexpr int kMostBlocked = 200; // attempts in a row; about 400 ms
+constexpr int kMostBlocked = 200;   // attempts in a row; about 400 ms
 constexpr uint32_t kIdleMs = 5 + 3; // between two walks over the connections
 
 alignas(kFrameOffset) uint8_t g_buffers[kLiveStreams][kMediaBufferBytes];
@@ -82,12 +81,18 @@ bool IsSenderNeeded(void* stream)
 
 } // namespace
 
-void SendAVStream(uint32_t stream, uint8_t* message, size_t length)
+FrameReceivers::FrameReceivers(uint32_t stream)
+{
+    for (int slot = 0; slot < kMaxConnections; slot++)
+        if (connections[slot].Take(slot) && !IsWatching(connections[slot].entry(), stream))
+            connections[slot].Release();
+}
+
+void SendAVStream(const FrameReceivers& receivers, uint8_t* message, size_t length)
 {
     const RecursiveLocked lock(&g_sendMutex);
-    for (int slot = 0; slot < kMaxConnections; slot++) {
-        const ConnectionHold hold(slot);
-        if (!IsWatching(hold.entry(), stream))
+    for (const ConnectionHold& hold : receivers.connections) {
+        if (!hold || !hold.IsLive())
             continue;
         const int fd = hold.entry().fd;
         StoreLe(message + offsetof(MessageHeader, ulSessionId), hold.entry().sessionid);

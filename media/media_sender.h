@@ -10,6 +10,7 @@
 #include <cstdint>
 
 #include "media/media_layout.h"
+#include "protocol/connection_table.h"
 #include "protocol/message.h"
 
 // A stream's buffer: room for the first message's header and sub-header, then the frame.
@@ -27,6 +28,14 @@ int PackAVFrame(uint32_t stream, uint8_t* buffer);
 // Local date and time as the key frame's sub-header carries it.
 void PackDateTime(uint32_t* word);
 
-// Sends a message, header first, to every connection that watches the stream, under each one's own
-// session id and sequence number. A receiver that fails, or blocks for too long, is removed.
-void SendAVStream(uint32_t stream, uint8_t* message, size_t length);
+// Who gets a frame: the connections that watch its stream when its first message leaves. One that starts
+// later begins with the next frame, one that stops gets the rest of this one. Each is held until the
+// frame's end.
+struct FrameReceivers {
+    explicit FrameReceivers(uint32_t stream);
+    ConnectionHold connections[kMaxConnections];
+};
+
+// Sends a message of the frame, header first, to each of its receivers under its own session id and
+// sequence number. A receiver that fails, or blocks for too long, is removed.
+void SendAVStream(const FrameReceivers& receivers, uint8_t* message, size_t length);

@@ -50,6 +50,12 @@ void Deliver(TalkReader* reader)
     place.VideoPos += header.AVDataLen + static_cast<int32_t>(kRecordBytes);
 }
 
+// On a clock that starts again from 0 after 2^32 milliseconds of uptime, which are 50 days.
+bool IsLater(uint32_t time, uint32_t than)
+{
+    return static_cast<int32_t>(time - than) > 0;
+}
+
 // A record that is not new, not complete yet or longer than any is waited on in place.
 void HandleFrame(TalkReader* reader)
 {
@@ -57,7 +63,7 @@ void HandleFrame(TalkReader* reader)
     const int32_t length = place.header.AVDataLen;
     const auto limit = static_cast<int32_t>(kRings[place.index].ulRingBytes);
     const auto position = static_cast<uint64_t>(place.VideoPos);
-    if (place.header.EndFlag == kFlagFrame && place.header.TimeStamp > reader->timeStamp) {
+    if (place.header.EndFlag == kFlagFrame && IsLater(place.header.TimeStamp, reader->timeStamp)) {
         if (length >= limit) {
             LogTrace("%s %d: pDataInfo->AVDataLen = %d up to Max %d\n", kThread, __LINE__, length, limit);
         } else if (length >= 0 && IsInside(place.ring, position, static_cast<uint64_t>(length))) {

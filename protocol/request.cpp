@@ -18,6 +18,9 @@ std::string_view RequestBody(const uint8_t* request, int requestLen)
     return {body, strnlen(body, static_cast<size_t>(requestLen) - kHeaderBytes)};
 }
 
+// The parser and the release of what it made call themselves for every level; see kThreadStackBytes.
+static_assert(CJSON_NESTING_LIMIT <= 1000);
+
 JsonPtr ParseBody(const uint8_t* request, int requestLen)
 {
     const std::string_view body = RequestBody(request, requestLen).substr(0, kMaxBodyBytes);

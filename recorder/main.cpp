@@ -43,13 +43,14 @@ constexpr struct {
     {"factory-default", kHost, "Restore the factory settings", AddFactoryDefault},
     {"users", kHost, "List the camera's accounts", AddUsers},
     {"console", kHost, "Print the camera's debug console", AddConsole},
+    {"stress", kHost, "Load the camera while others watch, and measure what they notice", AddStress},
     {"raw", kHost, "Send any request and show the answer", AddRaw},
 };
 
 constexpr char kFooter[] =
     "Exit codes: 0 done, 1 usage, 2 unreachable, 3 timed out, 4 closed by the camera,\n"
     "5 not this protocol, 6 file or codec error here, 7 no media, 8 refused by the camera,\n"
-    "9 the camera's settings differ";
+    "9 the camera's settings differ, or a bound of stress does not hold";
 
 void AddCommonOptions(CLI::App& app, const char* host, CommonOptions& common)
 {

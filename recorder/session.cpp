@@ -211,19 +211,25 @@ std::string Session::MonitorBody(const char* action, const Stream& stream) const
            SessionText(id_) + R"("})";
 }
 
-Connection Session::Claim(const Stream& stream)
+void Session::AskOn(Connection& media, uint16_t requestId, std::string_view body, TimePoint deadline)
+{
+    const MessageHeader header = NewHeader(requestId);
+    media.Send(header, body);
+    for (;;) {
+        const Message message = media.Receive(deadline);
+        if (IsAnswer(message.header, header))
+            return ::CheckResult(MakeReply(message), media.name());
+    }
+}
+
+Connection Session::Claim(const Stream& stream, bool subscribesFirst)
 {
     const TimePoint deadline = Clock::now() + timeout_;
     Connection media(address_, deadline);
-    const MessageHeader header = NewHeader(kMonitorClaim);
-    media.Send(header, MonitorBody("Claim", stream));
-    for (;;) {
-        const Message message = media.Receive(deadline);
-        if (!IsAnswer(message.header, header))
-            continue;
-        ::CheckResult(MakeReply(message), media.name());
-        return media;
-    }
+    if (subscribesFirst)
+        AskOn(media, kAlarmSubscribeReq, R"({"Name":""})", deadline);
+    AskOn(media, kMonitorClaim, MonitorBody("Claim", stream), deadline);
+    return media;
 }
 
 void Session::Monitor(const char* action, const Stream& stream)

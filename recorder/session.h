@@ -53,8 +53,9 @@ class Session {
     // Sends one request whose answer matters to nobody; the next request waits for it all the same.
     void Post(uint16_t requestId, std::string_view body);
 
-    // Opens a media connection for the stream and claims it for this session.
-    Connection Claim(const Stream& stream);
+    // Opens a media connection for the stream and claims it for this session. With `subscribesFirst` alarms
+    // will come on it, too.
+    Connection Claim(const Stream& stream, bool subscribesFirst = false);
     // Starts or stops the flow on every claimed connection of this session.
     void Monitor(const char* action, const Stream& stream);
 
@@ -81,6 +82,7 @@ class Session {
     void setTimeout(milliseconds timeout) { timeout_ = timeout; }
 
   private:
+    void AskOn(Connection& media, uint16_t requestId, std::string_view body, TimePoint deadline);
     uint32_t SendRequest(uint16_t requestId, std::string_view body, TimePoint deadline);
     // The answer to a request with one of the sequence numbers `first` to `last`; nothing at the deadline.
     std::optional<Reply> AwaitReply(uint16_t requestId, uint32_t first, uint32_t last, TimePoint deadline);

@@ -1,5 +1,5 @@
 #!/bin/bash
-# Prints how much of the server the committed corpus of a fuzz target runs through, by folder and file.
+# Prints how many lines of the folders the committed corpus of a fuzz target runs through, by file.
 # usage: fuzz_coverage.sh BUILD TARGET FOLDER...
 set -eu
 build=$1 target=$2
@@ -9,4 +9,10 @@ LLVM_PROFILE_FILE=$build/$target.profraw tests/isolated.sh "$build/bin/velmora-r
     "fuzz/corpus/$target" 2> "$build/$target.log"
 llvm-profdata-14 merge -o "$build/$target.profdata" "$build/$target.profraw"
 llvm-cov-14 report "$build/bin/velmora-replay-$target" -instr-profile="$build/$target.profdata" \
-    -show-region-summary=false "$@"
+    -show-functions=false -show-region-summary=false -show-branch-summary=false > "$build/$target.txt"
+for folder in "$@"; do
+    awk -v folder="$folder/" '
+        index($1, folder) == 1 { lines += $(NF - 2); missed += $(NF - 1); print $1, $(NF - 2), $(NF - 1), $NF }
+        END { printf "%s: %d of %d lines, %.1f %%\n", folder, lines - missed, lines, 100 * (1 - missed / lines) }
+    ' "$build/$target.txt"
+done | column -t -l 4

@@ -3,8 +3,8 @@
 
 build_packages=(g++ cmake ninja-build pkg-config libcjson-dev libcli11-dev libavformat-dev
     libavcodec-dev libavutil-dev libswscale-dev libswresample-dev)
-test_packages=(libgtest-dev)
-bench_packages=(libbenchmark-dev)
+test_packages=(libgtest-dev nftables)
+bench_packages=(libbenchmark-dev libgstrtspserver-1.0-dev)
 run_packages=(ffmpeg iproute2 util-linux)
 fuzz_packages=(clang-14 libclang-rt-14-dev llvm-14)
 lint_packages=(clang-14 clang-format-14 clang-tidy-14 shellcheck)

@@ -5,7 +5,7 @@
 #   scripts/server_size.sh PROGRAM
 set -eu
 
-limit=300000
+limit=250000
 stripped=$(mktemp)
 trap 'rm -f "$stripped"' EXIT
 strip -o "$stripped" "$1"

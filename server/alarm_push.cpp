@@ -23,6 +23,9 @@ namespace {
 
 constexpr suseconds_t kWritableUs = 50000;
 constexpr uint32_t kSentPauseMs = 1;
+// How long an alarm waits in all for media messages that are on their way: somewhat longer than for the one
+// reader that takes nothing. Whoever could not be written to by then misses it.
+constexpr uint32_t kBetweenMediaMs = 500;
 constexpr size_t kTimeTextBytes = 26; // of ctime_r()
 
 std::atomic<bool> g_isEnabled{false};
@@ -80,18 +83,36 @@ bool IsWritable(int fd)
 }
 
 // A media message may go out in several pieces; the send mutex is free when none is on its way, and
-// keeps the next one back. Meanwhile the media may have filled the socket.
-void SendBetweenMedia(int fd, uint8_t* message, size_t length)
+// keeps the next one back. Meanwhile the media may have filled the socket. Returns false when a message is
+// still on its way after that time.
+bool SendBetweenMedia(int fd, uint8_t* message, size_t length, uint32_t waitMs)
 {
-    const RecursiveLocked lock(&g_sendMutex);
+    if (!MutexTryLock(&g_sendMutex, waitMs))
+        return false;
     if (IsWritable(fd))
         SendTo(fd, message, length);
+    MutexUnlock(&g_sendMutex);
+    return true;
 }
 
 bool CarriesMedia(int fd)
 {
     const int32_t type = GetFdType(fd);
     return type == kFdMainStream || type == kFdExtraStream;
+}
+
+// Returns false when media keep the connection busy for longer than that time.
+bool Deliver(const ConnectionHold& connection, uint8_t* message, size_t length, uint32_t waitMs)
+{
+    const int fd = connection.entry().fd;
+    if (GetAlarmFlag(fd) != 1)
+        return true; // removed since, or it has unsubscribed
+    if (!CarriesMedia(fd))
+        SendTo(fd, message, length);
+    else if (!SendBetweenMedia(fd, message, length, waitMs))
+        return false;
+    SleepMs(kSentPauseMs);
+    return true;
 }
 
 } // namespace
@@ -151,16 +172,18 @@ int SendAlarmReq(uint8_t* message, size_t length)
             receivers.highest = std::max(receivers.highest, receivers.connections[slot].entry().fd);
     if (receivers.highest < 0 || !WaitForReceivers(&receivers))
         return 0;
+    for (ConnectionHold& connection : receivers.connections) {
+        const bool isWritable = connection && FD_ISSET(connection.entry().fd, &receivers.writable);
+        if (!isWritable || Deliver(connection, message, length, /* waitMs= */ 0))
+            connection.Release();
+    }
+    // Nobody else waits for those to whom media were on their way.
+    const int64_t untilMs = MonotonicMs() + kBetweenMediaMs;
     for (const ConnectionHold& connection : receivers.connections) {
-        const int fd = connection.entry().fd;
-        // One that was removed since, or has unsubscribed, is left out.
-        if (!connection || !FD_ISSET(fd, &receivers.writable) || GetAlarmFlag(fd) != 1)
-            continue;
-        if (CarriesMedia(fd))
-            SendBetweenMedia(fd, message, length);
-        else
-            SendTo(fd, message, length);
-        SleepMs(kSentPauseMs);
+        const int64_t leftMs = std::max<int64_t>(0, untilMs - MonotonicMs());
+        if (connection && !Deliver(connection, message, length, static_cast<uint32_t>(leftMs)))
+            LogTrace("%s %d: media keep fd %d busy, which misses an alarm\n", __func__, __LINE__,
+                     connection.entry().fd);
     }
     return 0;
 }

@@ -14,13 +14,35 @@ namespace {
 
 constexpr uint32_t kFeedPeriodMs = 2000;
 
-int g_shmId = -1; // -1: the block cannot be used
+constexpr int kUnusable = -1;
+
+int g_shmId = kUnusable;
 
 // A segment that somebody else made too small for the slots is none of ours.
 bool HoldsTheSlots(int shmId)
 {
     return IpcShareMemBytes(shmId) >= kKeeperSlots * sizeof(KeeperSlot) &&
            static_cast<bool>(ShmAttachment(shmId));
+}
+
+int FindBlock()
+{
+    const int shmId = IpcShareMemInit(kKeeperKey, kKeeperBlockBytes, kKeeperBlockMode);
+    return shmId >= 0 && HoldsTheSlots(shmId) ? shmId : kUnusable;
+}
+
+// The block. Nobody stays attached to it, so a keeper that ends may have removed it and made another when it
+// came back: the key is looked up again when the known block is gone.
+ShmAttachment AttachBlock()
+{
+    if (g_shmId == kUnusable)
+        return {};
+    ShmAttachment block(g_shmId);
+    if (const int found = block ? kUnusable : FindBlock(); found != kUnusable) {
+        g_shmId = found;
+        block = ShmAttachment(found);
+    }
+    return block;
 }
 
 [[noreturn]] void* KeeperFeedThread(void*)
@@ -40,11 +62,8 @@ int libKeeperInit()
         LogTrace("%s %d: %s has already init!\n", __func__, __LINE__, "libKeeper");
         return 0;
     }
-    const int shmId = IpcShareMemInit(kKeeperKey, kKeeperBlockBytes, kKeeperBlockMode);
-    if (shmId < 0 || !HoldsTheSlots(shmId))
-        return -1;
-    g_shmId = shmId;
-    return 0;
+    g_shmId = FindBlock();
+    return g_shmId != kUnusable ? 0 : -1;
 }
 
 int KeeperDataWrite(uint32_t source)
@@ -53,7 +72,7 @@ int KeeperDataWrite(uint32_t source)
         LogTrace("%s %d: source  %d is wrong!\n", __func__, __LINE__, source);
         return -1;
     }
-    const ShmAttachment block(g_shmId);
+    const ShmAttachment block = AttachBlock();
     if (!block) {
         LogTrace("%s %d: gShmId %d has something wrong!\n", __func__, __LINE__, g_shmId);
         return -1;

@@ -56,6 +56,7 @@ AddCommand AddRestore;
 AddCommand AddSet;
 AddCommand AddSetAddress;
 AddCommand AddSnapshot;
+AddCommand AddStress;
 AddCommand AddTime;
 AddCommand AddTour;
 AddCommand AddUsers;

@@ -42,7 +42,8 @@ TEST(AddressSetters, SendValidAddressesOfKnownInterfaces)
             EXPECT_EQ(set(&record), 0) << interface;
         }
         EXPECT_EQ(Host().Take(), (std::vector{SentText(wiredCode, bytes), SentText(wirelessCode, bytes)}));
-        for (const string& invalid : {"192.0.2.256"s, ""s, "camera"s, string(32, '7')}) {
+        for (const string& invalid : {"192.0.2.256"s, "256.0.2.7"s, "192.0.2.7.1"s, "192.0.2.-7"s,
+                                      " 192.0.2.7"s, "4294967296"s, ""s, "camera"s, string(32, '7')}) {
             const InterfaceAddress record = Record("eth0", invalid);
             EXPECT_EQ(set(&record), -1) << invalid;
         }

@@ -64,6 +64,11 @@ void ParameterHost::Serve()
         if (answersFirstByte)
             word[3] = *slot;
         type = word[1];
+        const Message stray{type, {strayCode, word[1], 0, 99}};
+        if (strayCode != kNoStray)
+            msgsnd(queueId_, &stray, 20, 0);
+        if (answerCode != kNoStray)
+            word[0] = answerCode;
         if (!removesQueue.exchange(false)) {
             msgsnd(queueId_, &message, answerBytes, 0);
             continue;

@@ -50,6 +50,9 @@ struct ParameterHost {
     std::atomic<bool> answersFirstByte{false}; // of the value, as the result
     std::atomic<size_t> answerBytes{20};
     std::atomic<bool> removesQueue{false}; // once, instead of answering; it goes on with a new one
+    static constexpr int kNoStray = -1;
+    std::atomic<int> strayCode{kNoStray};  // an answer with this code and the result 99 goes ahead of each
+    std::atomic<int> answerCode{kNoStray}; // instead of the request's
     uint8_t* const block;
 
   private:

@@ -6,11 +6,13 @@
 
 #include <atomic>
 #include <cerrno>
+#include <climits>
 #include <thread>
 
 #include "camera/parameter_block.h"
 #include "camera/parameter_fields.h"
 #include "camera/parameter_lock.h"
+#include "camera/parameter_message.h"
 #include "tests/camera/parameter_host.h"
 
 namespace {
@@ -25,7 +27,8 @@ ssize_t __real_msgrcv(int id, void* message, size_t bytes, long type, int flags)
 ssize_t __wrap_msgrcv(int id, void* message, size_t bytes, long type, int flags);
 ssize_t __wrap_msgrcv(int id, void* message, size_t bytes, long type, int flags)
 {
-    if (type == 1 || g_interruptedReceives == 0) // the host waits for its requests
+    // The host waits for its requests; only who waits is interrupted.
+    if (type == 1 || (flags & IPC_NOWAIT) != 0 || g_interruptedReceives == 0)
         return __real_msgrcv(id, message, bytes, type, flags);
     g_interruptedReceives--;
     errno = EINTR;
@@ -156,6 +159,30 @@ TEST_F(ParameterMessages, OutliveARemovedQueueAndASegmentThatIsTooSmall)
     ASSERT_EQ(shmctl(small, IPC_RMID, nullptr), 0);
     EXPECT_EQ(Send(4101, 5), 5); // creates it anew
     EXPECT_EQ(Host().Take(), (std::vector{Sent<uint32_t>(2, 1), Sent<uint32_t>(3, 2), Sent<uint32_t>(2, 5)}));
+}
+
+TEST_F(ParameterMessages, AreAnsweredByTheAnswerToThem)
+{
+    const ParameterMessage toNobody{7, 2, 7, 0, 99, 0};
+    const int queue = msgget(kQueueKey, 0);
+    for (const int waiting : {1, 2, INT_MAX}) { // the last one: as many as the queue takes
+        for (int i = 0; i < waiting && msgsnd(queue, &toNobody, kParameterTextBytes, IPC_NOWAIT) == 0; i++) {
+        }
+        EXPECT_EQ(Send(4101, 5), 5) << waiting;
+    }
+    Host().strayCode = 3; // of field 4102: a former life's
+    EXPECT_EQ(Send(4101, 6), 6);
+    EXPECT_EQ(Send(4102, 7), 99) << "which cannot be told from its own";
+    EXPECT_EQ(Send(4101, 8), 8) << "and disturbs no further one";
+    Host().strayCode = ParameterHost::kNoStray;
+}
+
+TEST_F(ParameterMessages, AreAnsweredWhateverCodeTheHostPutsIntoAnswers)
+{
+    Host().answerCode = 3;
+    EXPECT_EQ(Send(4101, 5), 5);
+    EXPECT_EQ(Send(4103, 6), 6);
+    Host().answerCode = ParameterHost::kNoStray;
 }
 
 TEST_F(ParameterMessages, OfManyThreadsEachGetTheirOwnAnswer)

@@ -19,8 +19,6 @@ namespace fs = std::filesystem;
 constexpr char kMac[] = "02:00:5E:A1:B2:C3"; // of every sandbox
 constexpr char kSilence[] = "";
 constexpr char kDone[] = R"({"Name":"","Ret":100,"SessionID":"SESSION"})";
-constexpr char kUnknownObject[] = R"({"Name":"","Ret":607,"SessionID":"SESSION"})";
-constexpr char kUnknownAbility[] = R"({"Name":"","Ret":101,"SessionID":"SESSION"})";
 
 std::string Named(const std::string& name)
 {
@@ -199,52 +197,6 @@ TEST_F(Configuration, AbilitiesFollowTheMakersListOfSizes)
           R"("ExImageSizePerChannel":["0x0000000b"],)", R"("ImageSizePerChannel":["0x0000A000"],)"})
         EXPECT_NE(reply.find(part), std::string::npos) << reply << "\nlacks " << part;
     EXPECT_EQ(reply.find("0x00000180"), std::string::npos);
-}
-
-// Nobody who means well sends these. Each request has one answer to a body that is no JSON, and one to
-// JSON without a name that it knows.
-TEST_F(Configuration, BodiesWithoutAKnownNameHaveTheirAnswer)
-{
-    constexpr struct {
-        uint16_t id;
-        const char* notJson;
-        const char* unknown;
-    } kIds[] = {{kSysinfoReq, kSilence, kSilence},
-                {kSetConfigReq, kSilence, kSilence},
-                {kGetConfigReq, kSilence, kUnknownObject},
-                {kGetAbilityReq, kUnknownAbility, kUnknownAbility},
-                {kDevIpSettingReq, kDone, kDone}};
-    const std::string deep(10000, '['), named = R"({"Name":)";
-    const std::string notJson[] = {"", "no JSON", R"({"Name":"General.General")", deep, "\xFF\xFE\xC0\x80"};
-    const std::string unknown[] = {"{}",
-                                   "[]",
-                                   R"("General.General")",
-                                   named + "null}",
-                                   named + "1e999}",
-                                   named + R"(["General.General"]})",
-                                   named + deep.substr(0, 900) + std::string(900, ']') + "}",
-                                   R"({"name":"","Name":"General.General"})",
-                                   Named(std::string(10180, 'N')),
-                                   Named("\xFF\xC0\x80"),
-                                   Named("%s%n"),
-                                   Named("general.general"),
-                                   Named("General.General "),
-                                   Named("Camera.Param.[1]"),
-                                   Named("Camera.Param"),
-                                   Named("Simplify"),
-                                   Named("AVEnc.Encode.[0]")};
-    const std::string before(settings(), kSysConfigBytes);
-    for (const auto& id : kIds) {
-        for (const std::string& body : notJson)
-            ExpectAnswer(id.id, body, id.notJson);
-        for (const std::string& body : unknown)
-            ExpectAnswer(id.id, body, id.unknown);
-    }
-    ExpectAnswer(kSetConfigReq, SetBody("Simplify.Encode", "{}"), kSilence);
-    ExpectAnswer(kSetConfigReq, SetBody("AVEnc.Encode", "{}"), kSilence);
-    ExpectAnswer(kSetConfigReq, Named("Simplify.Encode.[0]"), kDone);
-    ExpectAnswer(kGetConfigReq, R"({"nAmE":"NetWork.DigManagerShow"})", kUnknownObject);
-    EXPECT_TRUE(before == std::string(settings(), kSysConfigBytes));
 }
 
 TEST_F(Configuration, WhatIsSetIsReadBack)

@@ -62,9 +62,16 @@ TEST_F(LiveView, FramesOfEverySizeAreSentUnlessNobodyCouldPlayThem)
         std::vector<Frame> frames = {MakeFrame(kKey265, 5)};
         media->Publish(row.stream, frames);
         EXPECT_EQ(ExpectFrame(watcher.media, frames[0]).substr(0, 8), row.subHeader);
-        frames = {MakeFrame(kKey264, 32752), MakeFrame(kKey264, 32753),     MakeFrame(kDelta264, 32760),
-                  MakeFrame(kDelta264, 9),   MakeFrame(kDelta265, 32761),   MakeFrame(kAudio, 160),
-                  MakeFrame(kAudio, 320),    MakeFrame(kDelta264, row.most)};
+        std::vector<Frame> pieces, sounds = {MakeFrame(kKey264, 5)};
+        for (const size_t size : {32751U, 32752U, 32753U, 65520U, 65521U}) {
+            pieces.push_back(MakeFrame(kKey264, size));
+            pieces.push_back(MakeFrame(kDelta265, size + 8));
+        }
+        for (const size_t size : {1U, 159U, 160U, 161U, 328U, 329U, 65535U, 65536U})
+            sounds.push_back(MakeFrame(kAudio, size));
+        Deliver(watcher.media, pieces, row.stream);
+        Deliver(watcher.media, sounds, row.stream);
+        frames = {MakeFrame(kKey264, 9), MakeFrame(kDelta264, row.most - 1), MakeFrame(kDelta264, row.most)};
         const Frame last = MakeFrame(kDelta264, 100);
         auto published = frames;
         for (const auto start : {"\0\0\0\1"sv /* ends before its kind */, "\0\0\0\1\x68"sv /* PPS */,

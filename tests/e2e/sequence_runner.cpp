@@ -10,8 +10,7 @@
 //   nolog "TEXT"                   the log does not hold it
 //   stdout "TEXT"                  waits for standard output
 //
-// In bodies, bytes and texts \xNN is a byte and <<TEXT*N>> a repetition; in texts \n, \" are what they are
-// in C.
+// Bodies, bytes and texts are expanded (harness/expand.h).
 
 #include <fstream>
 #include <iomanip>
@@ -19,30 +18,9 @@
 #include <sstream>
 
 #include "tests/e2e/harness/camera_test.h"
+#include "tests/e2e/harness/expand.h"
 
 namespace {
-
-std::string Expand(const std::string& text, bool quoted)
-{
-    std::string out;
-    for (size_t i = 0; i < text.size(); i++) {
-        if (text.compare(i, 2, "\\x") == 0) {
-            out += static_cast<char>(std::stoi(text.substr(i + 2, 2), nullptr, 16));
-            i += 3;
-        } else if (quoted && text[i] == '\\') {
-            out += text[++i] == 'n' ? '\n' : text[i];
-        } else if (text.compare(i, 2, "<<") == 0) {
-            const size_t star = text.find('*', i);
-            const std::string repeated = Expand(text.substr(i + 2, star - i - 2), quoted);
-            for (int times = std::stoi(text.substr(star + 1)); times > 0; times--)
-                out += repeated;
-            i = text.find(">>", i) + 1;
-        } else {
-            out += text[i];
-        }
-    }
-    return out;
-}
 
 std::string Rest(std::istream& words)
 {

@@ -4,6 +4,7 @@
 
 #include <thread>
 
+#include "common/clock.h"
 #include "media/media_layout.h"
 #include "tests/media/fakes.h"
 
@@ -11,7 +12,8 @@ namespace {
 
 TEST(FrameSource, StartRefusesBadIndices)
 {
-    for (const auto& [type, index] : {std::pair(10, 4U), {1, 0U}, {17, 0U}})
+    for (const auto& [type, index] :
+         {std::pair(10, 4U), {10, ~0U}, {1, 0U}, {17, 0U}, {-1, 0U}, {256 + 10, 0U}})
         EXPECT_EQ(AVStreamStart(type, index), 102);
     EXPECT_EQ(GetAVStreamInit(17, nullptr, nullptr), 102);
 }
@@ -33,7 +35,7 @@ TEST(FrameSource, ReaderDeliversOnItsThread)
     header.AVDataLen = 1;
     header.AVSource = kSourceAudio;
     header.EndFlag = kFlagFrame;
-    header.TimeStamp = 0xFFFFFFFF;
+    header.TimeStamp = GetUptime() * 1000 + 1000000000; // later, however slow this is
     talk.Put(64, header, {31});
     static std::atomic<int> talked{0};
     g_clients[9].frame = [](uint32_t source, uint32_t stream, const uint8_t* payload, const DataInfo*) {

@@ -78,12 +78,52 @@ TEST_F(Sender, FramesFollowTheirSubHeaders)
     tzset();
 }
 
+// At the ends of what times and the word can hold, which has six bits for the years since 2000.
+TEST(DateWord, IsRightBeyondEveryBorder)
+{
+    const auto word = [](uint32_t year, uint32_t month, uint32_t day, uint32_t time) {
+        return year << 26 | month << 22 | day << 17 | time;
+    };
+    constexpr uint32_t kLast = 23 << 12 | 59 << 6 | 59;
+    const std::pair<time_t, uint32_t> rows[] = {
+        {946684799, word(63, 12, 31, kLast)},  {946684800, word(0, 1, 1, 0)},         // 2000
+        {1709251199, word(24, 2, 29, kLast)},  {2147483647, word(38, 1, 19, 0x3387)}, // a leap day, 2038
+        {2147483648, word(38, 1, 19, 0x3388)}, {2966371199, word(63, 12, 31, kLast)}, // 2064
+        {2966371200, word(0, 1, 1, 0)},        {4294967296, word(42, 2, 7, 0x6710)}}; // 2106
+    setenv("TZ", "UTC", 1);
+    tzset();
+    for (const auto& [now, expected] : rows) {
+        g_now = now;
+        uint32_t packed = 0;
+        PackDateTime(&packed);
+        EXPECT_EQ(packed, expected) << now;
+    }
+    g_now = 0;
+}
+
 TEST_F(Sender, StoppedProcessSendsNothingMore)
 {
     const Watcher watcher(1, 1);
     clock_.onSleep = [] { SetVideoProcessRunning(false); }; // in the pause after the second message
     EXPECT_EQ(Send(0, Frame(0x41, 100000)), -1);
     EXPECT_EQ(watcher.Receive().size(), 2U * (20 + 32768));
+}
+
+TEST_F(Sender, StartAndStopTakeEffectWithTheNextFrame)
+{
+    const Watcher leaving(1, 1), late(2, 1);
+    SetSendVideoFlag(late.fd(), 0);
+    clock_.onSleep = [&] { // in the pause after the second message
+        SetSendVideoFlag(leaving.fd(), 0);
+        SetSendVideoFlag(late.fd(), 1);
+    };
+    const size_t wholeFrame = 4 * 20 + 8 + 100000;
+    EXPECT_EQ(Send(0, Frame(0x41, 100000)), 0);
+    EXPECT_EQ(leaving.Receive().size(), wholeFrame);
+    EXPECT_EQ(late.Receive().size(), 0U);
+    EXPECT_EQ(Send(0, Frame(0x41, 100000)), 0);
+    EXPECT_EQ(leaving.Receive().size(), 0U);
+    EXPECT_EQ(late.Receive().size(), wholeFrame);
 }
 
 TEST_F(Sender, ReceiverThatFailsOrBlocksTooLongIsDroppedAlone)
@@ -98,7 +138,7 @@ TEST_F(Sender, ReceiverThatFailsOrBlocksTooLongIsDroppedAlone)
         Bytes message(32788);
         std::iota(message.begin(), message.end(), uint8_t{3});
         clock_.sleeps.clear();
-        SendAVStream(0, message.data(), message.size());
+        SendAVStream(FrameReceivers(0), message.data(), message.size());
         EXPECT_EQ(GetSessionIdByFd(first.fd()) == 1, isKept);
         EXPECT_EQ(clock_.sleeps[2], sleeps);
         EXPECT_EQ(log.Count(line), lines);
@@ -122,7 +162,7 @@ TEST_F(Sender, ConnectionRemovedMeanwhileIsNotWaitedFor)
     FakeSend send(std::vector<int>(300, -EAGAIN));
     clock_.onSleep = [&] { RemoveFd(watcher.fd()); };
     Bytes message(100);
-    SendAVStream(0, message.data(), message.size());
+    SendAVStream(FrameReceivers(0), message.data(), message.size());
     EXPECT_EQ(clock_.sleeps[2], 1);
 }
 

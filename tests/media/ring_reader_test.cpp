@@ -105,11 +105,18 @@ TEST_F(RingTest, EachRecordIsJudgedByItsRule)
     Step("repeated before an IDR slice", {{64, Header(6, 16)}, {144, Header(7), kIdr}}, 64, 6, 1, 5000, 6, {},
          {}, 1, "N: VideoIndex = 0 pos = 64 pDataInfo->SerialNumber 6 oldSerialNumber 6\n");
     Step("length at the limit", {{0, Header(7, 0x400000)}}, 0, 6, 2, 0, 6, {}, {{5, 2}});
+    Step("longest", {{0, Header(7, 0x3FFFFF)}}, 0, 6, 1, 0x40003F, 7, {7});
+    Step("longest of the second stream", {{0, Header(7, 0xFFFFF)}}, 0, 6, 1, 0x10003F, 7, {7}, {}, 0, "",
+         kSecondStream);
+    Step("longest number", {{0, Header(7, 0x7FFFFFFF)}}, 0, 6, 1, 0, 6, {}, {{5, 1}});
+    Step("length below zero", {{64, Header(7, -2147483647 - 1)}}, 64, 6, 1, 5000, 0, {}, {{5, 1}}, 1,
+         "N: VideoIndex = 0 VideoPos = 64 AVDataLen = -2147483648 leaves the ring, searching anew\n");
     Step("limit of the second stream", {{0, Header(7, 0x100000)}}, 0, 6, 1, 0, 6, {}, {{5, 1}}, 0,
          "N: pDataInfo->AVDataLen = 1048576 up to Max 1048576\n", kSecondStream);
     Step("length up to the segment's end", {{0x3FFFFF, Header(7, 1)}}, 0x3FFFFF, 6, 1, 0x400040, 7, {7});
     Step("length beyond the segment", {{0x3FFFFF, Header(7, 2)}}, 0x3FFFFF, 6, 1, 5000, 0, {}, {{5, 1}}, 1,
          "N: VideoIndex = 0 VideoPos = 4194303 AVDataLen = 2 leaves the ring, searching anew\n");
+    Step("at the ring's end", {}, 0x400000, 6, 1, -1, 6, {}, {{10, 1}});
     Step("at the second ring's end", {}, 0x100000, 6, 1, -1, 6, {}, {{10, 1}}, 0, "", kSecondStream);
     Step("below every ring", {}, -2, 6, 1, -1, 6, {}, {{10, 1}}, 0, "N VideoPos = -2\n");
     Step("unknown place", {}, -1, 0, 1, 5069, 900, {900}, {}, 1, "N: VideoPos = 5000\n");
@@ -207,6 +214,20 @@ TEST_F(RingTest, TalkReaderDeliversByTimeStamp)
     FakeClock clock;
     FakeLog log;
     FakeHost host({0x20001, 0});
+    // The clock starts again from 0 after 50 days.
+    const std::tuple<uint32_t, uint32_t, bool> times[] = {{5, 5, false},          {5, 6, true},
+                                                          {0xFFFFFFFF, 0, true},  {100, ~0U - 100, false},
+                                                          {~0U - 100, 100, true}, {0, 0x7FFFFFFF, true}};
+    for (const auto& [last, next, isLater] : times) {
+        TalkReader reader{.place = {.clientType = kType, .index = kTalkAudio, .VideoPos = 0},
+                          .timeStamp = last};
+        DataInfo header = Header(next);
+        header.TimeStamp = next;
+        ring.Put(0, header);
+        TalkReaderStep(&reader);
+        EXPECT_EQ(g_delivered == std::vector{next}, isLater) << last << " and then " << next;
+        g_delivered.clear();
+    }
     TalkReader reader{.place = {.clientType = kType, .index = kTalkAudio}, .timeStamp = 1000};
     const auto step = [&](const char* name, uint32_t position, DataInfo header, uint32_t timeStamp,
                           int32_t positionAfter, const Sleeps& sleeps) {

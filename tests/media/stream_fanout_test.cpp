@@ -30,22 +30,27 @@ TEST_F(FanOut, ArgumentsAreChecked)
     FakeLog log;
     const uint8_t byte = 1;
     for (const int status :
-         {VideoCallbackFunc(0, 2, &byte, 1, nullptr), VideoCallbackFunc(0, 0, nullptr, 1, nullptr),
-          VideoCallbackFunc(0, 0, &byte, 0, nullptr), GetStreamFrame(2, out_.data(), &length_, &kind_)})
+         {VideoCallbackFunc(0, 2, &byte, 1, nullptr), VideoCallbackFunc(0, ~0U, &byte, 1, nullptr),
+          VideoCallbackFunc(0, 0, nullptr, 1, nullptr), VideoCallbackFunc(0, 0, &byte, 0, nullptr),
+          VideoCallbackFunc(0, 0, &byte, -1, nullptr), GetStreamFrame(2, out_.data(), &length_, &kind_),
+          GetStreamFrame(~0U, out_.data(), &length_, &kind_)})
         EXPECT_EQ(status, -1);
-    EXPECT_EQ(log.Count("VideoCallbackFunc N:iVideoIndex < 0 || iVideoIndex >= MAX_STREAM_NUMS\n"), 1);
-    EXPECT_EQ(log.Count("VideoCallbackFunc N:VideoData == NULL || iDataLen <= 0\n"), 2);
+    EXPECT_EQ(log.Count("VideoCallbackFunc N:iVideoIndex < 0 || iVideoIndex >= MAX_STREAM_NUMS\n"), 2);
+    EXPECT_EQ(log.Count("VideoCallbackFunc N:VideoData == NULL || iDataLen <= 0\n"), 3);
 }
 
 TEST_F(FanOut, SlotOfAnOversizeFrameIsUsedByTheNext)
 {
-    for (uint8_t i = 0; i < 6; i++) { // once around the slots
-        EXPECT_EQ(Put(1, std::vector<uint8_t>(0x40001, 0xEE)), 0);
-        EXPECT_EQ(Put(1, std::vector<uint8_t>(0x40000, i), i % 2), 0);
-        EXPECT_EQ(Take(1), i);
-        EXPECT_EQ(length_, 0x40000);
-        EXPECT_EQ(kind_, i % 2U);
-    }
+    for (const auto& [stream, most] : {std::pair(0U, 0xC0000), {1U, 0x40000}})
+        for (uint8_t i = 0; i < 6; i++) { // once around the slots
+            const int bytes = most - i % 2;
+            const auto size = static_cast<size_t>(bytes);
+            EXPECT_EQ(Put(stream, std::vector<uint8_t>(static_cast<size_t>(most) + 1, 0xEE)), 0);
+            EXPECT_EQ(Put(stream, std::vector<uint8_t>(size, i), i % 2), 0);
+            EXPECT_EQ(Take(stream), i);
+            EXPECT_EQ(length_, bytes);
+            EXPECT_EQ(kind_, i % 2U);
+        }
 }
 
 TEST_F(FanOut, WithoutWatchersFramesAreDroppedAndOldOnesForgotten)

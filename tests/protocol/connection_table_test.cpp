@@ -117,6 +117,7 @@ TEST(ConnectionTable, TheSendFlagReachesTheMainAndExtraConnectionsOfTheSessionOn
     const int wanted[] = {1, 1, 0, 0, -1};
     for (uint32_t stream = 0; stream < std::size(wanted); ++stream)
         EXPECT_EQ(IsStreamWanted(stream), wanted[stream]) << stream;
+    EXPECT_EQ(IsStreamWanted(~0U), -1);
     SetSendVideoFlag(extra.fd(), 0);
     EXPECT_EQ(IsStreamWanted(0) + IsStreamWanted(1), 0);
     SetSendVideoFlag(unknown.fd(), 1);

@@ -1,10 +1,10 @@
 #include "server/alarm_push.h"
 
-#include <unistd.h>
+#include <pthread.h>
 
-#include <atomic>
-#include <fstream>
-#include <iterator>
+#include <cerrno>
+#include <functional>
+#include <future>
 #include <thread>
 
 #include "protocol/send_mutex.h"
@@ -12,6 +12,8 @@
 #include "tests/exchange.h"
 
 namespace {
+
+std::function<int(pthread_mutex_t*)> g_timedLock; // what a wait for the send mutex comes to
 
 struct Subscriber : TestConnection {
     explicit Subscriber(int32_t type = kFdCommand) : TestConnection(1, type) { SetAlarmFlag(fd(), 1); }
@@ -52,31 +54,58 @@ TEST_F(AlarmPush, OneWhoDoesNotReadMissesItAndOneWhoIsGoneIsRemoved)
     EXPECT_EQ(GetNextSeqnum(stuck.fd()), 0U); // no number is lost with a missed message
 }
 
-// Whether the thread has nothing to do but to wait.
-bool IsWaiting(pid_t thread)
-{
-    std::ifstream file("/proc/self/task/" + std::to_string(thread) + "/stat");
-    const std::string text{std::istreambuf_iterator<char>(file), {}};
-    return text.find(") S ") != std::string::npos;
-}
+// Another thread's media message, whose first piece has gone to the watcher.
+struct MessageUnderWay {
+    explicit MessageUnderWay(const Subscriber& watching) NO_THREAD_SAFETY_ANALYSIS : watcher(watching)
+    {
+        CreateSendMutex();
+        MutexLock(&g_sendMutex);
+        EXPECT_EQ(send(watcher.fd(), "a piece, ", 9, 0), 9);
+    }
+    void End() const NO_THREAD_SAFETY_ANALYSIS
+    {
+        EXPECT_EQ(send(watcher.fd(), "the rest", 8, 0), 8);
+        MutexUnlock(&g_sendMutex);
+    }
+    const Subscriber& watcher;
+};
 
-TEST_F(AlarmPush, WaitsForTheMediaMessageThatIsOnItsWayToTheReceiver)
+TEST_F(AlarmPush, WaitsForAMediaMessageThatIsOnItsWayAndLetsNobodyElseWait)
 {
-    CreateSendMutex();
-    const Subscriber watching(kFdMainStream);
-    std::atomic<pid_t> thread{0};
-    MutexLock(&g_sendMutex);
-    std::thread polling([&] {
-        thread = gettid();
-        AlarmCallbackFunc(2, 1, 1);
-    });
-    EXPECT_EQ(send(watching.fd(), "a piece, ", 9, 0), 9);
-    // One that did not wait for the mutex would rest only after its send.
-    EXPECT_TRUE(WaitUntil([&] { return log.Has("SendAlarmReq N: SendAlarmReqend!") && IsWaiting(thread); }));
-    EXPECT_EQ(send(watching.fd(), "the rest", 8, 0), 8);
-    MutexUnlock(&g_sendMutex);
-    polling.join();
-    EXPECT_TRUE(watching.Received().starts_with("a piece, the rest\xFF\x01"));
+    const Subscriber watching(kFdMainStream), later;
+    for (const bool isEndedInTime : {true, false}) {
+        SCOPED_TRACE(isEndedInTime);
+        const MessageUnderWay media(watching);
+        std::promise<void> waits;
+        std::promise<void> ended;
+        std::string laterGot;
+        g_timedLock = [&](pthread_mutex_t* mutex) {
+            laterGot = later.Received();
+            waits.set_value();
+            ended.get_future().wait();
+            return isEndedInTime ? pthread_mutex_lock(mutex) : ETIMEDOUT;
+        };
+        std::thread polling([] { AlarmCallbackFunc(2, 1, 1); });
+        waits.get_future().wait();
+        if (isEndedInTime)
+            media.End();
+        ended.set_value();
+        polling.join();
+        if (!isEndedInTime)
+            media.End();
+        const std::string got = watching.Received();
+        EXPECT_EQ(got.substr(0, 17), "a piece, the rest");
+        EXPECT_EQ(got.substr(17, 2), isEndedInTime ? "\xFF\x01" : "");
+        EXPECT_EQ(laterGot.substr(0, 2), "\xFF\x01");
+        EXPECT_EQ(log.Has("media keep fd"), !isEndedInTime);
+    }
+    EXPECT_EQ(GetNextSeqnum(watching.fd()), 1U); // no number is lost with a missed message
 }
 
 } // namespace
+
+extern "C" int __wrap_pthread_mutex_timedlock(pthread_mutex_t* mutex, const timespec* until);
+extern "C" int __wrap_pthread_mutex_timedlock(pthread_mutex_t* mutex, const timespec*)
+{
+    return g_timedLock(mutex);
+}

@@ -28,7 +28,7 @@ TEST(KeeperFeed, WritesTheTimeOfItsSlotAndNothingElse)
     EXPECT_EQ(status.shm_perm.mode & 0777, 0777);
     EXPECT_EQ(status.shm_nattch, 0U);
 
-    const ShmAttachment block(id);
+    ShmAttachment block(id);
     memset(block.get(), 0xA5, 200);
     const auto before = static_cast<uint32_t>(time(nullptr));
     EXPECT_EQ(KeeperDataWrite(16), 0);
@@ -36,6 +36,11 @@ TEST(KeeperFeed, WritesTheTimeOfItsSlotAndNothingElse)
     EXPECT_LE(LoadLe<uint32_t>(block.get() + 128), time(nullptr));
     for (int i = 0; i < 200; ++i)
         EXPECT_TRUE(block.get()[i] == 0xA5 || (i >= 128 && i < 132)) << i;
+
+    block.reset();
+    shmctl(id, IPC_RMID, nullptr); // as a keeper that ends does
+    EXPECT_EQ(KeeperDataWrite(16), 0);
+    EXPECT_GE(LoadLe<uint32_t>(ShmAttachment(shmget(kKeeperKey, 200, 0)).get() + 128), before);
 
     EXPECT_EQ(KeeperDataWrite(17), -1);
     EXPECT_EQ(libKeeperInit(), 0);

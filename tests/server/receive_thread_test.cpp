@@ -19,6 +19,7 @@ std::function<void(int fd)> g_onMessage; // what it does besides
 int RecordMessage(int fd, const uint8_t* request, int requestLen, uint8_t* reply, int* replyLen)
 {
     g_messages.emplace_back(request, request + requestLen);
+    EXPECT_EQ(request[requestLen], 0); // whatever lay there before
     if (g_onMessage)
         g_onMessage(fd);
     memcpy(reply, "answer", 6);
@@ -72,6 +73,48 @@ TEST_F(ReceiveThread, HandlesAPartByWhatCameWhenItsTimeIsOver)
     Pass();
     EXPECT_EQ(g_messages, (Messages{AsText(FirstPart()), AsText(MakeRequest(1000))}));
     EXPECT_TRUE(connection.IsInTable()); // its replies are dropped, not the connection
+}
+
+TEST_F(ReceiveThread, ReadsMessagesOfEveryLength)
+{
+    const TestConnection connection;
+    for (size_t length = 1; length <= 10241; length++) {
+        g_messages.clear();
+        connection.Send(std::vector<uint8_t>(length, 'x'));
+        Pass();
+        ASSERT_EQ(g_messages, Messages{std::string(std::min<size_t>(length, 10240), 'x')});
+    }
+    Pass();
+    EXPECT_EQ(g_messages.back(), "x"); // what one read cannot hold
+}
+
+// A header announces more than came: held for the rest, if a message can be so long.
+TEST_F(ReceiveThread, HoldsAPartByTheLengthThatItsHeaderAnnounces)
+{
+    for (const uint32_t announced :
+         {0U, 1U, 19U, 20U, 10219U, 10220U, 10221U, 0x7FFFFFFFU, 0x80000000U, 0xFFFFFFFFU})
+        for (const uint32_t came : {0U, 1U, 18U, 19U, 20U, 10218U, 10219U, 10220U}) {
+            SCOPED_TRACE(std::to_string(came) + " of " + std::to_string(announced));
+            const FakeMonotonic clock((int64_t{1} << 32) - 100); // 2^32 ms are no border
+            const TestConnection connection;
+            std::vector<uint8_t> message = MakeRequest(1006, std::string(came, 'b'));
+            memcpy(message.data() + 16, &announced, sizeof announced);
+            g_messages.clear();
+            connection.Send(message);
+            Pass();
+            const bool isHeld = announced <= 10220 && announced > came;
+            EXPECT_EQ(g_messages, isHeld ? Messages{} : Messages{AsText(message)});
+            if (!isHeld)
+                continue;
+            g_monotonicMs += 199;
+            Pass();
+            EXPECT_TRUE(g_messages.empty());
+            EXPECT_LE(g_selectTimeoutUs, 1000);
+            connection.Send(std::vector<uint8_t>(announced - came + 1, 'r')); // one too many
+            Pass();
+            message.resize(kHeaderBytes + announced, 'r');
+            EXPECT_EQ(g_messages, Messages{AsText(message)});
+        }
 }
 
 TEST_F(ReceiveThread, HandlesAPartBeforeItsClosedConnectionIsRemoved)

@@ -165,7 +165,7 @@ std::string ExpectFrame(MediaReader& reader, const Frame& frame)
                                                          : "\0\0\1\xFD"sv);
     EXPECT_EQ(isAudio ? LoadLe<uint16_t>(received.data() + 6)
                       : LoadLe<uint32_t>(received.data() + subHeaderBytes - 4),
-              frame.bytes.size());
+              isAudio ? static_cast<uint16_t>(frame.bytes.size()) : frame.bytes.size());
     // Not printed whole: frames are large.
     EXPECT_TRUE(received.compare(subHeaderBytes, std::string::npos, frame.bytes) == 0) << "other bytes";
     return received.substr(0, subHeaderBytes);

@@ -15,11 +15,12 @@
 
 namespace {
 
-std::string Contents(const UniqueFd& file)
+std::string Contents(const UniqueFd& file, size_t begin = 0)
 {
     std::string text;
     char bytes[65536];
-    while (const ssize_t count = pread(file.get(), bytes, sizeof bytes, static_cast<off_t>(text.size())))
+    while (const ssize_t count =
+               pread(file.get(), bytes, sizeof bytes, static_cast<off_t>(begin + text.size())))
         text.append(bytes, static_cast<size_t>(count));
     return text;
 }
@@ -40,14 +41,13 @@ const char* ServerProcess::Path()
     return path != nullptr ? path : VELMORA_SERVER_DEFAULT;
 }
 
-ServerProcess::ServerProcess(std::vector<std::string> arguments)
+ServerProcess::ServerProcess(std::vector<std::string> arguments, std::string path)
     : log_(memfd_create("log", MFD_CLOEXEC)), output_(memfd_create("output", MFD_CLOEXEC))
 {
     // Or two threads that write at once could put their lines in one place: a file in memory has no lock
     // on its position.
     fcntl(log_.get(), F_SETFL, O_APPEND);
     fcntl(output_.get(), F_SETFL, O_APPEND);
-    std::string path = Path();
     std::vector<char*> argv{path.data()};
     for (std::string& argument : arguments)
         argv.push_back(argument.data());
@@ -78,6 +78,25 @@ void ServerProcess::WaitFor(const UniqueFd& where, const std::string& text, int 
 int ServerProcess::CountLog(const std::string& text) const
 {
     return CountOf(Contents(log_), text);
+}
+
+std::string ServerProcess::LogFrom(size_t begin) const
+{
+    return Contents(log_, begin);
+}
+
+size_t ServerProcess::LogBytes() const
+{
+    return static_cast<size_t>(lseek(log_.get(), 0, SEEK_END)); // moves nobody: all append
+}
+
+void ServerProcess::WaitUntilStopped() const
+{
+    siginfo_t stop{};
+    WaitUntil("the process to stop", [&] {
+        waitid(P_PID, static_cast<id_t>(pid_), &stop, WSTOPPED | WNOHANG);
+        return stop.si_pid == pid_;
+    });
 }
 
 int ServerProcess::WaitForExit()

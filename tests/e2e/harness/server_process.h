@@ -1,9 +1,10 @@
 // The server under test as a process: what it writes is kept, its death noticed.
 //
 // The program is the one that the environment names in VELMORA_SERVER, else the one built beside the
-// tests. Waits throw when their limit is over.
+// tests; another one, such as a host, may be named instead. Waits throw when their limit is over.
 #pragma once
 
+#include <signal.h>
 #include <sys/types.h>
 
 #include <string>
@@ -13,7 +14,7 @@
 
 class ServerProcess {
   public:
-    explicit ServerProcess(std::vector<std::string> arguments = {});
+    explicit ServerProcess(std::vector<std::string> arguments = {}, std::string path = Path());
     ~ServerProcess(); // kills it
     ServerProcess(const ServerProcess&) = delete;
     ServerProcess& operator=(const ServerProcess&) = delete;
@@ -22,7 +23,11 @@ class ServerProcess {
     void WaitForLog(const std::string& text, int times = 1) const { WaitFor(log_, text, times); }
     void WaitForOutput(const std::string& text, int times = 1) const { WaitFor(output_, text, times); }
     [[nodiscard]] int CountLog(const std::string& text) const;
+    [[nodiscard]] std::string LogFrom(size_t begin) const; // a position in bytes
+    [[nodiscard]] size_t LogBytes() const;
 
+    void Signal(int number) const { kill(pid_, number); }
+    void WaitUntilStopped() const;                                  // by SIGSTOP
     int WaitForExit();                                              // its exit status
     [[nodiscard]] size_t CountEntries(const char* directory) const; // of its directory in /proc
     [[nodiscard]] size_t MemoryKb() const;                          // of its own, in use

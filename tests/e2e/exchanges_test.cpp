@@ -1,0 +1,97 @@
+// Plays data/exchanges/*.tsv: each line is a request, the exact reply to it and what it does. All requests of
+// a file go over one connection to one server.
+//
+//   = NAME TEXT                             NAME below stands for the text
+//   what, request, text, reply[, effect]    separated by tabs
+//
+// The request is an id and a body, in which the text stands for the % (harness/expand.h). A reply of "-" is
+// none. The effect is what the request makes the server ask of the parameter host, or "log TEXT": what the
+// server writes about the request holds the text, or "nolog TEXT": does not. No effect: nothing is asked.
+
+#include <fstream>
+#include <map>
+#include <sstream>
+
+#include "tests/e2e/harness/answering_param_host.h"
+#include "tests/e2e/harness/camera_test.h"
+#include "tests/e2e/harness/expand.h"
+
+namespace {
+
+class Exchanges : public RunningCamera, public testing::WithParamInterface<std::string> {
+  protected:
+    // What a cell of a row stands for.
+    std::string Cell(std::istream& row)
+    {
+        std::string text;
+        std::getline(row, text, '\t');
+        return names_.contains(text) ? names_[text] : text;
+    }
+    void Define(const std::string& line)
+    {
+        const size_t text = line.find(' ', 2);
+        names_[line.substr(2, text - 2)] = line.substr(text + 1);
+    }
+    // The reply's body, "-" for none. The server takes one read for one message, so the request that shows
+    // that there was no reply waits until this one was read.
+    std::string Exchange(uint16_t id, const std::string& body, bool isAnswered)
+    {
+        const std::string wasRead = " cmd = " + std::to_string(id) + " data len = ";
+        client_->Send(id, body);
+        if (isAnswered)
+            return client_->ReceiveReply(static_cast<uint16_t>(id + 1)).body;
+        WaitUntil("the request to be read",
+                  [&] { return server->LogFrom(begin_).find(wasRead) != std::string::npos; });
+        client_->Ask(kKeepaliveReq);
+        return "-";
+    }
+    void Play(std::istream& row)
+    try {
+        const std::string what = Cell(row);
+        std::string request = Cell(row);
+        const std::string text = Cell(row), reply = Cell(row), effect = Cell(row);
+        request.replace(request.find('%'), 1, text);
+        begin_ = server->LogBytes();
+        const auto id = static_cast<uint16_t>(std::stoi(request));
+        EXPECT_EQ(Exchange(id, Expand(request.substr(request.find(' ') + 1), false), reply != "-"), reply);
+        const size_t words = effect.find("log ");
+        const std::string asked = host_.Take();
+        EXPECT_EQ(asked, words == std::string::npos && !effect.empty() ? Expand(effect, true) + " " : "");
+        if (words == std::string::npos)
+            return;
+        const std::string shown = Expand(effect.substr(words + 4), true), log = server->LogFrom(begin_);
+        EXPECT_EQ(log.find(shown) != std::string::npos, words == 0) << log;
+    } catch (const std::exception& failure) {
+        FAIL() << failure.what();
+    }
+
+    AnsweringParamHost host_;
+    std::map<std::string, std::string> names_;
+    std::optional<ProtocolClient> client_;
+    size_t begin_ = 0;
+};
+
+TEST_P(Exchanges, HaveTheirReplyAndTheirEffect)
+{
+    const std::string file = VELMORA_SEQUENCES "/exchanges/" + GetParam() + ".tsv";
+    std::ifstream in(file);
+    client_.emplace();
+    int number = 0, rows = 0;
+    for (std::string line; !HasFatalFailure() && std::getline(in, line);) {
+        SCOPED_TRACE(file + ":" + std::to_string(++number) + ": " + line);
+        std::istringstream row(line);
+        if (line.starts_with("= "))
+            Define(line);
+        else if (line.find('\t') != std::string::npos)
+            Play(row), rows++;
+        else
+            ASSERT_TRUE(line.empty() || line[0] == '#') << "no row";
+    }
+    EXPECT_GT(rows, 0);
+}
+
+INSTANTIATE_TEST_SUITE_P(Data, Exchanges,
+                         testing::Values("addresses", "dates", "json", "names", "ports", "ptz", "stores"),
+                         [](const auto& test) { return test.param; });
+
+} // namespace

@@ -1,0 +1,373 @@
+// The processes around the server die, stop and come back at every moment: what the server does meanwhile,
+// and how soon all is well again. Each row of data/peers.tsv is a test, on hosts that are processes of
+// their own.
+
+#include <sys/msg.h>
+#include <sys/shm.h>
+#include <unistd.h>
+
+#include <filesystem>
+#include <fstream>
+#include <functional>
+#include <map>
+#include <sstream>
+
+#include "camera/alarm_block.h"
+#include "common/keeper_block.h"
+#include "tests/e2e/harness/camera_test.h"
+
+namespace {
+
+constexpr std::chrono::seconds kStall{40};
+constexpr int kMessagesThatGoOn = 100;                          // more than were on their way
+constexpr key_t kClaimKey = 0x61766C9A, kLogFileKey = 12930005; // semaphores
+constexpr char kSetBody[] = R"({"Name":"System.TimeZone","System.TimeZone":{"timeMin":-480}})";
+constexpr char kOtherSet[] =
+    R"({"Name":"AVEnc.VideoColor.[0]","AVEnc.VideoColor.[0]":[{"VideoColorParam":{"Brightness":7}}]})";
+
+// How a peer runs, and the objects that are its own.
+struct Peer {
+    const char* name;
+    const char* hosts; // of the bench camera; null for another program
+    std::vector<key_t> segments, queues;
+};
+const Peer kPeers[] = {
+    {"ParamHost", "parameters", {kSysConfigKey, kParameterKey}, {kParameterKey}},
+    {"MediaHost",
+     "media",
+     {kRings[0].key, kRings[1].key, kRings[2].key},
+     {kPositionQueueKey, kControlQueueKey}},
+    {"alarm", "alarm", {kAlarmKey}, {}},
+    {"keeper", "alarm", {kKeeperKey}, {}},
+    {"recorder", nullptr, {}, {}},
+    {"server", nullptr, {}, {}},
+};
+
+struct Row {
+    std::string peer, fault, moment, pauseAt, during, bound, after, log;
+};
+
+void PrintTo(const Row& row, std::ostream* out)
+{
+    *out << row.peer << " " << row.fault << ", " << row.moment;
+}
+
+std::vector<Row> ReadRows()
+{
+    std::vector<Row> rows;
+    std::ifstream in(VELMORA_SEQUENCES "/peers.tsv");
+    for (std::string line; std::getline(in, line);) {
+        std::istringstream cells(line);
+        Row row;
+        for (std::string* cell : {&row.peer, &row.fault, &row.moment, &row.pauseAt, &row.during, &row.bound,
+                                  &row.after, &row.log})
+            std::getline(cells, *cell, '\t');
+        if (!line.empty() && line[0] != '#' && row.bound != "none")
+            rows.push_back(row);
+    }
+    return rows;
+}
+
+// A column of the table that the system shows of its objects, by the name of its directory entry.
+std::vector<key_t> ObjectKeys(const char* kind)
+{
+    std::ifstream in(std::string("/proc/sysvipc/") + kind);
+    std::vector<key_t> keys;
+    std::string line;
+    for (std::getline(in, line); std::getline(in, line);)
+        keys.push_back(std::stoi(line));
+    return keys;
+}
+
+size_t Queued(key_t key)
+{
+    msqid_ds state{};
+    return msgctl(msgget(key, 0), IPC_STAT, &state) == 0 ? state.msg_qnum : SIZE_MAX;
+}
+
+class Peers : public testing::TestWithParam<Row> {
+  protected:
+    using Processes = std::map<std::string, ServerProcess>;
+
+    ServerProcess& Start(const std::string& name)
+    {
+        processes_.erase(name);
+        std::vector<std::string> arguments;
+        std::string path = name == "recorder" ? "RecHost" : ServerProcess::Path();
+        for (const Peer& peer : kPeers)
+            if (peer.name == name && peer.hosts != nullptr) {
+                path = VELMORA_BENCH_CAMERA;
+                arguments = {"--hosts", peer.hosts, "--clips", VELMORA_CLIPS};
+            }
+        if (!hasFailed_ && row_.pauseAt.starts_with(name + ":"))
+            arguments.insert(arguments.end(), {"--pause-at", row_.pauseAt.substr(name.size() + 1)});
+        ServerProcess& process = processes_
+                                     .emplace(std::piecewise_construct, std::forward_as_tuple(name),
+                                              std::forward_as_tuple(arguments, path))
+                                     .first->second;
+        if (path == VELMORA_BENCH_CAMERA)
+            process.WaitForOutput("ready");
+        else if (name == "server")
+            process.WaitForLog("ListenSocketThread");
+        return process;
+    }
+    ServerProcess& Get(const std::string& name) { return processes_.at(name); }
+
+    void SetUp() override
+    {
+        std::filesystem::current_path(getenv("SANDBOX"));
+        std::error_code isThere;
+        std::filesystem::create_symlink(VELMORA_BENCH_CAMERA, "RecHost", isThere); // goes by its name
+        for (const char* name : {"ParamHost", "MediaHost", "alarm", "recorder", "server"})
+            Start(row_.peer == "keeper" && name == std::string("alarm") ? "keeper" : name);
+        Get("server").WaitForLog(": type = 10 index = 1\n"); // the last of its threads
+    }
+    void TearDown() override { Get("server").ExpectHealthy(); }
+
+    void SendSet()
+    {
+        if (pending_)
+            return;
+        pending_.emplace();
+        pending_->Send(kSetConfigReq, kSetBody);
+    }
+    void AwaitLateAnswer();
+    static ProtocolClient Subscribe();
+    static void AwaitAlarm(ProtocolClient& subscriber, const char* status);
+    static void AskForSet(bool isSeen);
+    void Do(const std::string& step);
+    void DoAll(const std::string& steps)
+    {
+        std::istringstream words(steps);
+        for (std::string step; words >> step && !HasFailure();) {
+            SCOPED_TRACE(step);
+            Do(step);
+        }
+    }
+    void ReachMoment();
+    void Fail();
+    void Recover();
+    void ExpectNothingLeftOver();
+
+    const Row row_ = GetParam();
+    Processes processes_;
+    bool hasFailed_ = false;                // the peer
+    std::optional<ProtocolClient> pending_; // waits for the answer to its set
+    std::optional<Watcher> watcher_;
+    std::optional<ProtocolClient> subscriber_; // since before an alarm
+};
+
+// A set of the new server is answered by its own answer, not by that to the former server's set, which the
+// host still has to answer.
+void Peers::AwaitLateAnswer()
+{
+    ProtocolClient client;
+    const ServerProcess& host = Get("ParamHost");
+    const size_t before = Queued(kParameterKey);
+    client.Send(kSetConfigReq, kOtherSet);
+    WaitUntil("the set's request", [&] { return Queued(kParameterKey) > before; });
+    host.Signal(SIGCONT);
+    if (row_.moment == "between") { // it stops again when the former server's is answered
+        host.WaitUntilStopped();
+        Get("server").WaitForLog(row_.log);
+        EXPECT_FALSE(client.HasInput());
+        host.Signal(SIGCONT);
+    }
+    client.ReceiveReply(kSetConfigReq + 1);
+    const std::string body = client.Ask(kGetConfigReq, R"({"Name":"AVEnc.VideoColor.[0]"})").body;
+    EXPECT_NE(body.find("Brightness\":7"), std::string::npos) << body;
+}
+
+ProtocolClient Peers::Subscribe()
+{
+    ProtocolClient subscriber;
+    subscriber.Login();
+    subscriber.Ask(kAlarmSubscribeReq);
+    return subscriber;
+}
+
+void Peers::AwaitAlarm(ProtocolClient& subscriber, const char* status)
+{
+    while (subscriber.Receive().body.find(status) == std::string::npos) {
+    }
+}
+
+void Peers::AskForSet(bool isSeen)
+{
+    ProtocolClient client;
+    const std::string set = client.Ask(kSetConfigReq, kSetBody).body;
+    EXPECT_NE(set.find("\"Ret\":100"), std::string::npos) << set;
+    const std::string seen = client.Ask(kGetConfigReq, R"({"Name":"System.TimeZone"})").body;
+    EXPECT_TRUE(!isSeen || seen.find("-480") != std::string::npos) << seen;
+}
+
+void Peers::Do(const std::string& step)
+{
+    const std::map<std::string, std::function<void()>> steps = {
+        {"request", [] { ProtocolClient().Login(); }},
+        {"keyframe",
+         [] {
+             ProtocolClient client;
+             client.Send(kForceIFrameReq);
+             client.ReceiveReply(kForceIFrameReply);
+         }},
+        {"set", [this] { AskForSet(true); }},
+        {"set-acknowledged", [this] { AskForSet(false); }},
+        {"set-waits", [this] { SendSet(); }}, // what comes of it is looked at when the peer is back
+        {"set-answered", [this] { pending_->ReceiveReply(kSetConfigReq + 1); }},
+        {"server-restart", [this] { Start("server"); }},
+        {"late-answer", [this] { AwaitLateAnswer(); }},
+        {"video", [] { Watcher().media.ReadMessage(); }},
+        {"watched",
+         [this] {
+             for (int i = 0; i < kMessagesThatGoOn; i++)
+                 watcher_->media.ReadMessage();
+         }},
+        {"alarms",
+         [this] {
+             ProtocolClient subscriber = Subscribe();
+             Get("alarm").Signal(SIGUSR2);
+             AwaitAlarm(subscriber, "Start");
+         }},
+        {"alarm-lasts",
+         [this] {
+             ProtocolClient subscriber = Subscribe();
+             AwaitAlarm(subscriber, "Start");
+         }},
+        {"alarm-ended", [this] { AwaitAlarm(*subscriber_, "Stop"); }},
+        {"reboot-asked", [] { ProtocolClient().Ask(kSysManagerReq, R"({"Name":"OPMachine"})"); }},
+        {"closes", [this] { EXPECT_EQ(Get("recorder").WaitForExit(), 0); }},
+        {"continue-hosts",
+         [this] {
+             Get("ParamHost").Signal(SIGCONT);
+             Get("MediaHost").Signal(SIGCONT);
+         }},
+    };
+    steps.at(step)();
+}
+
+void Peers::ReachMoment()
+{
+    if (row_.during.find("watched") != std::string::npos)
+        watcher_.emplace();
+    if (row_.peer == "MediaHost" && row_.moment == "idle") {
+        Get("MediaHost").Signal(SIGUSR1);
+        Get("server").WaitForLog("Endflag == 253", 2);
+    } else if (row_.peer == "alarm" && row_.moment == "between") {
+        subscriber_ = Subscribe();
+        Get("alarm").Signal(SIGUSR2);
+        AwaitAlarm(*subscriber_, "Start");
+    } else if (row_.peer == "server" && row_.moment == "before") {
+        Get("ParamHost").Signal(SIGSTOP);
+        SendSet();
+        WaitUntil("the set's request", [] { return Queued(kParameterKey) == 1; });
+    }
+    const size_t colon = row_.pauseAt.find(':');
+    if (colon == std::string::npos)
+        return;
+    if (row_.pauseAt.starts_with("ParamHost"))
+        SendSet();
+    ServerProcess& paused = Get(row_.pauseAt.substr(0, colon));
+    paused.WaitUntilStopped();
+    if (row_.peer == "server" && row_.moment == "after") { // the answer lies in the queue
+        Get("server").Signal(SIGSTOP);
+        paused.Signal(SIGCONT);
+        paused.WaitUntilStopped();
+    }
+}
+
+void Peers::Fail()
+{
+    hasFailed_ = true;
+    ServerProcess& peer = Get(row_.peer);
+    if (row_.fault == "stopped") {
+        peer.Signal(SIGSTOP);
+    } else if (row_.fault == "removed") {
+        for (const Peer& own : kPeers)
+            if (own.name == row_.peer) {
+                for (const key_t key : own.segments)
+                    shmctl(shmget(key, 0, 0), IPC_RMID, nullptr);
+                for (const key_t key : own.queues)
+                    msgctl(msgget(key, 0), IPC_RMID, nullptr);
+            }
+        peer.Signal(SIGCONT);
+    } else {
+        peer.Signal(row_.fault == "killed" ? SIGKILL : SIGTERM);
+        peer.Signal(SIGCONT);
+        peer.WaitForExit();
+        if (row_.peer == "server")
+            pending_.reset();
+    }
+}
+
+void Peers::Recover()
+{
+    if (row_.fault == "removed")
+        Get(row_.peer).Signal(SIGKILL);
+    if (row_.fault != "stopped") {
+        Start(row_.peer);
+        return;
+    }
+    Get(row_.peer).Signal(SIGCONT);
+    if (row_.moment == "idle" && row_.peer == "MediaHost")
+        Get("MediaHost").Signal(SIGUSR1);
+}
+
+void Peers::ExpectNothingLeftOver()
+{
+    std::vector<key_t> known[3] = {{kKeeperKey}, {}, {kClaimKey, kLogFileKey}};
+    for (const Peer& peer : kPeers) {
+        known[0].insert(known[0].end(), peer.segments.begin(), peer.segments.end());
+        known[1].insert(known[1].end(), peer.queues.begin(), peer.queues.end());
+    }
+    if (row_.peer == "ParamHost" && row_.fault == "removed")
+        known[0].push_back(IPC_PRIVATE); // the block, attached once for ever
+    const char* const kinds[] = {"shm", "msg", "sem"};
+    for (size_t kind = 0; kind < 3; kind++)
+        WaitUntil(std::string("unknown objects to go: ") + kinds[kind], [&] {
+            const std::vector<key_t> keys = ObjectKeys(kinds[kind]);
+            return std::all_of(keys.begin(), keys.end(), [&](key_t key) {
+                return std::count(known[kind].begin(), known[kind].end(), key) != 0;
+            });
+        });
+}
+
+TEST_P(Peers, Row)
+try {
+    const size_t descriptors = Get("server").CountEntries("fd");
+    const size_t threads = Get("server").CountEntries("task");
+    ReachMoment();
+    Fail();
+    DoAll(row_.during);
+    // A recorder whose request waits hears nothing, until its connection ends with 30 s of silence.
+    if (row_.fault == "stopped")
+        std::this_thread::sleep_for(kStall / 2);
+    EXPECT_FALSE(row_.during.find("set-waits") != std::string::npos && pending_->HasInput());
+    if (row_.fault == "stopped")
+        std::this_thread::sleep_for(kStall / 2);
+    Recover();
+    const auto back = Clock::now();
+    DoAll(row_.after);
+    const std::chrono::duration<double> took = Clock::now() - back;
+    std::cout << "well again after " << took.count() << " s\n";
+    EXPECT_LE(took, std::chrono::seconds(std::stoi(row_.bound)) * Slowness());
+    if (!row_.log.empty())
+        Get("server").WaitForLog(row_.log);
+    pending_.reset();
+    watcher_.reset();
+    subscriber_.reset();
+    WaitUntil("descriptors and threads to go", [&] {
+        return Get("server").CountEntries("fd") == descriptors &&
+               Get("server").CountEntries("task") == threads;
+    });
+    ExpectNothingLeftOver();
+} catch (const std::exception& failure) {
+    FAIL() << failure.what();
+}
+
+INSTANTIATE_TEST_SUITE_P(Matrix, Peers, testing::ValuesIn(ReadRows()), [](const auto& test) {
+    std::string name = test.param.peer + "_" + test.param.fault + "_" + test.param.moment;
+    return std::erase(name, '-'), name;
+});
+
+} // namespace
