@@ -16,6 +16,7 @@
 #include <cstdio>
 #include <cstdlib>
 #include <cstring>
+#include <ctime>
 #include <deque>
 #include <vector>
 
@@ -92,12 +93,12 @@ Segment g_segment;
 int g_newestId;
 int g_attached; // id of the reader's segment, 0: none
 size_t g_attachedRoom;
-int64_t g_nowMs;
+int64_t g_nowUs = 1'000'000'000, g_nowMs;
 int64_t g_honestSinceMs; // -1: the host lies
 int64_t g_nextFrameMs;
 uint32_t g_passes, g_place, g_readAt, g_serial, g_newestKey, g_frames;
 uint32_t g_deliveredSerial;
-bool g_isInCallback, g_isSending, g_isChangedInCopy, g_isQueueGone;
+bool g_isInCallback, g_isCopying, g_isSending, g_isChangedInCopy, g_isQueueGone;
 size_t g_lag; // frames that the sender leaves in the fan-out
 std::deque<Answer> g_answers;
 int g_takenRequests; // that no one answers
@@ -420,7 +421,8 @@ void Reset()
 {
     for (Room& room : g_rooms)
         Clear(room);
-    g_nowMs = 1'000'000;
+    g_nowUs = (g_nowUs / 1'000'000 + 2) * 1'000'000; // time goes on from input to input
+    g_nowMs = g_nowUs / 1000;
     g_honestSinceMs = -1;
     g_passes = g_place = g_readAt = g_newestKey = g_frames = g_deliveredSerial = 0;
     g_serial = 1;
@@ -521,14 +523,25 @@ void RunControl()
 
 } // namespace
 
-WRAPPED(void, _Z7SleepMsj, uint32_t milliseconds)
+WRAPPED(int, clock_gettime, clockid_t clock, timespec* now)
 {
+    if (clock == CLOCK_REALTIME)
+        return __real_clock_gettime(clock, now);
+    *now = {.tv_sec = g_nowUs / 1'000'000, .tv_nsec = g_nowUs % 1'000'000 * 1000};
+    return 0;
+}
+
+WRAPPED(int, clock_nanosleep, clockid_t, int flags, const timespec* time, timespec*)
+{
+    const int64_t timeUs = int64_t{time->tv_sec} * 1'000'000 + time->tv_nsec / 1000;
+    const int64_t beforeMs = g_nowMs;
+    g_nowUs = (flags & TIMER_ABSTIME) != 0 ? std::max(g_nowUs, timeUs) : g_nowUs + timeUs;
+    g_nowMs = g_nowUs / 1000;
     g_passes = 0;
-    g_nowMs += milliseconds;
     if (g_isInCallback && !g_isSending)
         g_stored.clear(); // nobody watches: the fan-out has just dropped what it had
     if (IsHonest() && g_isSending)
-        g_honestSinceMs += milliseconds; // the backlog has its own pace
+        g_honestSinceMs += g_nowMs - beforeMs; // the backlog has its own pace
     if (IsHonest())
         BeHonest();
     else if (g_input.IsAtEnd())
@@ -537,16 +550,7 @@ WRAPPED(void, _Z7SleepMsj, uint32_t milliseconds)
         TakeTurn();
     while (!g_isSending && !g_isInCallback && g_stored.size() > g_lag)
         SendNext();
-}
-
-WRAPPED(int64_t, _Z11MonotonicMsv)
-{
-    return g_nowMs;
-}
-
-WRAPPED(uint32_t, _Z9GetUptimev)
-{
-    return static_cast<uint32_t>(g_nowMs / 1000);
+    return 0;
 }
 
 WRAPPED(int, _Z19StartDetachedThreadPKcPFPvS1_ES1_, const char*, ThreadBody*, void*)
@@ -585,6 +589,7 @@ WRAPPED(int, _Z17VideoCallbackFuncjjPKhiPK8DataInfo, uint32_t kind, uint32_t str
 // The copy of a frame, in whose middle the host may write over the record.
 void* CopyFrame(void* to, const void* from, size_t bytes)
 {
+    g_isCopying = true; // what copies below is not the server
     g_copied.assign(static_cast<const uint8_t*>(from), static_cast<const uint8_t*>(from) + bytes);
     std::copy_n(static_cast<const uint8_t*>(from), bytes / 2, static_cast<uint8_t*>(to));
     const uint8_t change = IsHonest() ? 0 : g_input.Byte();
@@ -597,15 +602,16 @@ void* CopyFrame(void* to, const void* from, size_t bytes)
         std::fill(payload + bytes / 2, payload + bytes, change);
     }
     std::copy_n(payload + bytes / 2, bytes - bytes / 2, static_cast<uint8_t*>(to) + bytes / 2);
+    g_isCopying = false;
     return to;
 }
 
 bool IsInRing(const void* address)
 {
     const auto* const at = static_cast<const uint8_t*>(address);
-    return g_isInCallback && std::any_of(std::begin(g_rooms), std::end(g_rooms), [at](const Room& room) {
-               return at < room.end && at >= room.end - kRoomBytes;
-           });
+    return g_isInCallback && !g_isCopying &&
+           std::any_of(std::begin(g_rooms), std::end(g_rooms),
+                       [at](const Room& room) { return at < room.end && at >= room.end - kRoomBytes; });
 }
 
 WRAPPED(void*, memcpy, void* to, const void* from, size_t bytes)
