@@ -107,7 +107,12 @@ class Peers : public testing::TestWithParam<Row> {
                                      .first->second;
         if (path == VELMORA_BENCH_CAMERA)
             process.WaitForOutput("ready");
-        else if (name == "server")
+        else if (name == "recorder") // until it would hear that it is told
+            WaitUntil("the recording", [] {
+                std::ifstream recording("/media/SDCard/recording");
+                return std::string(std::istreambuf_iterator<char>(recording), {}) == "recording\n";
+            });
+        else
             process.WaitForLog("ListenSocketThread");
         return process;
     }
@@ -365,9 +370,13 @@ try {
     FAIL() << failure.what();
 }
 
-INSTANTIATE_TEST_SUITE_P(Matrix, Peers, testing::ValuesIn(ReadRows()), [](const auto& test) {
+std::string NameOf(const testing::TestParamInfo<Row>& test)
+{
     std::string name = test.param.peer + "_" + test.param.fault + "_" + test.param.moment;
-    return std::erase(name, '-'), name;
-});
+    std::erase(name, '-');
+    return name;
+}
+
+INSTANTIATE_TEST_SUITE_P(Matrix, Peers, testing::ValuesIn(ReadRows()), NameOf);
 
 } // namespace
