@@ -38,7 +38,6 @@ const Peer kPeers[] = {
      {kRings[0].key, kRings[1].key, kRings[2].key},
      {kPositionQueueKey, kControlQueueKey}},
     {"alarm", "alarm", {kAlarmKey}, {}},
-    {"keeper", "alarm", {kKeeperKey}, {}},
     {"recorder", nullptr, {}, {}},
     {"server", nullptr, {}, {}},
 };
@@ -124,7 +123,7 @@ class Peers : public testing::TestWithParam<Row> {
         std::error_code isThere;
         std::filesystem::create_symlink(VELMORA_BENCH_CAMERA, "RecHost", isThere); // goes by its name
         for (const char* name : {"ParamHost", "MediaHost", "alarm", "recorder", "server"})
-            Start(row_.peer == "keeper" && name == std::string("alarm") ? "keeper" : name);
+            Start(name);
         Get("server").WaitForLog(": type = 10 index = 1\n"); // the last of its threads
     }
     void TearDown() override { Get("server").ExpectHealthy(); }
