@@ -4,7 +4,6 @@
 
 #include <sys/msg.h>
 #include <sys/shm.h>
-#include <unistd.h>
 
 #include <filesystem>
 #include <fstream>
@@ -86,8 +85,6 @@ size_t Queued(key_t key)
 
 class Peers : public testing::TestWithParam<Row> {
   protected:
-    using Processes = std::map<std::string, ServerProcess>;
-
     ServerProcess& Start(const std::string& name)
     {
         processes_.erase(name);
@@ -136,8 +133,8 @@ class Peers : public testing::TestWithParam<Row> {
         pending_->Send(kSetConfigReq, kSetBody);
     }
     void AwaitLateAnswer();
-    static ProtocolClient Subscribe();
-    static void AwaitAlarm(ProtocolClient& subscriber, const char* status);
+    void AwaitAlarm(const char* status);
+    void ReadOn();
     static void AskForSet(bool isSeen);
     void Do(const std::string& step);
     void DoAll(const std::string& steps)
@@ -154,11 +151,11 @@ class Peers : public testing::TestWithParam<Row> {
     void ExpectNothingLeftOver();
 
     const Row row_ = GetParam();
-    Processes processes_;
+    std::map<std::string, ServerProcess> processes_;
     bool hasFailed_ = false;                // the peer
     std::optional<ProtocolClient> pending_; // waits for the answer to its set
     std::optional<Watcher> watcher_;
-    std::optional<ProtocolClient> subscriber_; // since before an alarm
+    std::optional<ProtocolClient> subscriber_; // to alarms
 };
 
 // A set of the new server is answered by its own answer, not by that to the former server's set, which the
@@ -182,18 +179,28 @@ void Peers::AwaitLateAnswer()
     EXPECT_NE(body.find("Brightness\":7"), std::string::npos) << body;
 }
 
-ProtocolClient Peers::Subscribe()
+// On the connection that subscribed before the peer failed, if there still is one.
+void Peers::AwaitAlarm(const char* status)
 {
-    ProtocolClient subscriber;
-    subscriber.Login();
-    subscriber.Ask(kAlarmSubscribeReq);
-    return subscriber;
+    if (!subscriber_ || row_.fault == "stopped") {
+        subscriber_.emplace().Login();
+        subscriber_->Ask(kAlarmSubscribeReq);
+    }
+    while (subscriber_->Receive().body.find(status) == std::string::npos) {
+    }
 }
 
-void Peers::AwaitAlarm(ProtocolClient& subscriber, const char* status)
+void AskForKeyFrame()
 {
-    while (subscriber.Receive().body.find(status) == std::string::npos) {
-    }
+    ProtocolClient client;
+    client.Send(kForceIFrameReq);
+    client.ReceiveReply(kForceIFrameReply);
+}
+
+void Peers::ReadOn()
+{
+    for (int i = 0; i < kMessagesThatGoOn; i++)
+        watcher_->media.ReadMessage();
 }
 
 void Peers::AskForSet(bool isSeen)
@@ -209,12 +216,7 @@ void Peers::Do(const std::string& step)
 {
     const std::map<std::string, std::function<void()>> steps = {
         {"request", [] { ProtocolClient().Login(); }},
-        {"keyframe",
-         [] {
-             ProtocolClient client;
-             client.Send(kForceIFrameReq);
-             client.ReceiveReply(kForceIFrameReply);
-         }},
+        {"keyframe", [] { AskForKeyFrame(); }},
         {"set", [this] { AskForSet(true); }},
         {"set-acknowledged", [this] { AskForSet(false); }},
         {"set-waits", [this] { SendSet(); }}, // what comes of it is looked at when the peer is back
@@ -222,30 +224,13 @@ void Peers::Do(const std::string& step)
         {"server-restart", [this] { Start("server"); }},
         {"late-answer", [this] { AwaitLateAnswer(); }},
         {"video", [] { Watcher().media.ReadMessage(); }},
-        {"watched",
-         [this] {
-             for (int i = 0; i < kMessagesThatGoOn; i++)
-                 watcher_->media.ReadMessage();
-         }},
-        {"alarms",
-         [this] {
-             ProtocolClient subscriber = Subscribe();
-             Get("alarm").Signal(SIGUSR2);
-             AwaitAlarm(subscriber, "Start");
-         }},
-        {"alarm-lasts",
-         [this] {
-             ProtocolClient subscriber = Subscribe();
-             AwaitAlarm(subscriber, "Start");
-         }},
-        {"alarm-ended", [this] { AwaitAlarm(*subscriber_, "Stop"); }},
+        {"watched", [this] { ReadOn(); }},
+        {"alarms", [this] { Get("alarm").Signal(SIGUSR2), AwaitAlarm("Start"); }},
+        {"alarm-lasts", [this] { AwaitAlarm("Start"); }},
+        {"alarm-ended", [this] { AwaitAlarm("Stop"); }},
         {"reboot-asked", [] { ProtocolClient().Ask(kSysManagerReq, R"({"Name":"OPMachine"})"); }},
         {"closes", [this] { EXPECT_EQ(Get("recorder").WaitForExit(), 0); }},
-        {"continue-hosts",
-         [this] {
-             Get("ParamHost").Signal(SIGCONT);
-             Get("MediaHost").Signal(SIGCONT);
-         }},
+        {"continue-hosts", [this] { Get("ParamHost").Signal(SIGCONT), Get("MediaHost").Signal(SIGCONT); }},
     };
     steps.at(step)();
 }
@@ -258,9 +243,7 @@ void Peers::ReachMoment()
         Get("MediaHost").Signal(SIGUSR1);
         Get("server").WaitForLog("Endflag == 253", 2);
     } else if (row_.peer == "alarm" && row_.moment == "between") {
-        subscriber_ = Subscribe();
-        Get("alarm").Signal(SIGUSR2);
-        AwaitAlarm(*subscriber_, "Start");
+        Do("alarms");
     } else if (row_.peer == "server" && row_.moment == "before") {
         Get("ParamHost").Signal(SIGSTOP);
         SendSet();
