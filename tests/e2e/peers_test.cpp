@@ -217,8 +217,8 @@ void Peers::Do(const std::string& step)
     const std::map<std::string, std::function<void()>> steps = {
         {"request", [] { ProtocolClient().Login(); }},
         {"keyframe", [] { AskForKeyFrame(); }},
-        {"set", [this] { AskForSet(true); }},
-        {"set-acknowledged", [this] { AskForSet(false); }},
+        {"set", [] { AskForSet(true); }},
+        {"set-acknowledged", [] { AskForSet(false); }},
         {"set-waits", [this] { SendSet(); }}, // what comes of it is looked at when the peer is back
         {"set-answered", [this] { pending_->ReceiveReply(kSetConfigReq + 1); }},
         {"server-restart", [this] { Start("server"); }},
