@@ -1,7 +1,5 @@
 #include "hosts/pause_point.h"
 
-#include <unistd.h>
-
 #include <algorithm>
 #include <atomic>
 #include <charconv>
@@ -51,6 +49,6 @@ void ReachMoment(std::string_view what, std::string_view when)
     for (PauseMoment& moment : g_moments)
         if (IsMoment(moment.name, what, when) && --moment.timesLeft == 0) {
             LogWarn("stopped at %s, SIGCONT goes on\n", moment.name.c_str());
-            kill(getpid(), SIGSTOP);
+            raise(SIGSTOP); // to this thread, which goes no step further; all others stop with it
         }
 }

@@ -4,7 +4,6 @@
 
 #include <sys/msg.h>
 #include <sys/shm.h>
-#include <unistd.h>
 
 #include <filesystem>
 #include <fstream>
@@ -38,7 +37,6 @@ const Peer kPeers[] = {
      {kRings[0].key, kRings[1].key, kRings[2].key},
      {kPositionQueueKey, kControlQueueKey}},
     {"alarm", "alarm", {kAlarmKey}, {}},
-    {"keeper", "alarm", {kKeeperKey}, {}},
     {"recorder", nullptr, {}, {}},
     {"server", nullptr, {}, {}},
 };
@@ -87,8 +85,6 @@ size_t Queued(key_t key)
 
 class Peers : public testing::TestWithParam<Row> {
   protected:
-    using Processes = std::map<std::string, ServerProcess>;
-
     ServerProcess& Start(const std::string& name)
     {
         processes_.erase(name);
@@ -107,7 +103,12 @@ class Peers : public testing::TestWithParam<Row> {
                                      .first->second;
         if (path == VELMORA_BENCH_CAMERA)
             process.WaitForOutput("ready");
-        else if (name == "server")
+        else if (name == "recorder") // until it would hear that it is told
+            WaitUntil("the recording", [] {
+                std::ifstream recording("/media/SDCard/recording");
+                return std::string(std::istreambuf_iterator<char>(recording), {}) == "recording\n";
+            });
+        else
             process.WaitForLog("ListenSocketThread");
         return process;
     }
@@ -119,7 +120,7 @@ class Peers : public testing::TestWithParam<Row> {
         std::error_code isThere;
         std::filesystem::create_symlink(VELMORA_BENCH_CAMERA, "RecHost", isThere); // goes by its name
         for (const char* name : {"ParamHost", "MediaHost", "alarm", "recorder", "server"})
-            Start(row_.peer == "keeper" && name == std::string("alarm") ? "keeper" : name);
+            Start(name);
         Get("server").WaitForLog(": type = 10 index = 1\n"); // the last of its threads
     }
     void TearDown() override { Get("server").ExpectHealthy(); }
@@ -132,8 +133,8 @@ class Peers : public testing::TestWithParam<Row> {
         pending_->Send(kSetConfigReq, kSetBody);
     }
     void AwaitLateAnswer();
-    static ProtocolClient Subscribe();
-    static void AwaitAlarm(ProtocolClient& subscriber, const char* status);
+    void AwaitAlarm(const char* status);
+    void ReadOn();
     static void AskForSet(bool isSeen);
     void Do(const std::string& step);
     void DoAll(const std::string& steps)
@@ -150,11 +151,11 @@ class Peers : public testing::TestWithParam<Row> {
     void ExpectNothingLeftOver();
 
     const Row row_ = GetParam();
-    Processes processes_;
+    std::map<std::string, ServerProcess> processes_;
     bool hasFailed_ = false;                // the peer
     std::optional<ProtocolClient> pending_; // waits for the answer to its set
     std::optional<Watcher> watcher_;
-    std::optional<ProtocolClient> subscriber_; // since before an alarm
+    std::optional<ProtocolClient> subscriber_; // to alarms
 };
 
 // A set of the new server is answered by its own answer, not by that to the former server's set, which the
@@ -178,18 +179,28 @@ void Peers::AwaitLateAnswer()
     EXPECT_NE(body.find("Brightness\":7"), std::string::npos) << body;
 }
 
-ProtocolClient Peers::Subscribe()
+// On the connection that subscribed before the peer failed, if there still is one.
+void Peers::AwaitAlarm(const char* status)
 {
-    ProtocolClient subscriber;
-    subscriber.Login();
-    subscriber.Ask(kAlarmSubscribeReq);
-    return subscriber;
+    if (!subscriber_ || row_.fault == "stopped") {
+        subscriber_.emplace().Login();
+        subscriber_->Ask(kAlarmSubscribeReq);
+    }
+    while (subscriber_->Receive().body.find(status) == std::string::npos) {
+    }
 }
 
-void Peers::AwaitAlarm(ProtocolClient& subscriber, const char* status)
+void AskForKeyFrame()
 {
-    while (subscriber.Receive().body.find(status) == std::string::npos) {
-    }
+    ProtocolClient client;
+    client.Send(kForceIFrameReq);
+    client.ReceiveReply(kForceIFrameReply);
+}
+
+void Peers::ReadOn()
+{
+    for (int i = 0; i < kMessagesThatGoOn; i++)
+        watcher_->media.ReadMessage();
 }
 
 void Peers::AskForSet(bool isSeen)
@@ -205,43 +216,21 @@ void Peers::Do(const std::string& step)
 {
     const std::map<std::string, std::function<void()>> steps = {
         {"request", [] { ProtocolClient().Login(); }},
-        {"keyframe",
-         [] {
-             ProtocolClient client;
-             client.Send(kForceIFrameReq);
-             client.ReceiveReply(kForceIFrameReply);
-         }},
-        {"set", [this] { AskForSet(true); }},
-        {"set-acknowledged", [this] { AskForSet(false); }},
+        {"keyframe", [] { AskForKeyFrame(); }},
+        {"set", [] { AskForSet(true); }},
+        {"set-acknowledged", [] { AskForSet(false); }},
         {"set-waits", [this] { SendSet(); }}, // what comes of it is looked at when the peer is back
         {"set-answered", [this] { pending_->ReceiveReply(kSetConfigReq + 1); }},
         {"server-restart", [this] { Start("server"); }},
         {"late-answer", [this] { AwaitLateAnswer(); }},
         {"video", [] { Watcher().media.ReadMessage(); }},
-        {"watched",
-         [this] {
-             for (int i = 0; i < kMessagesThatGoOn; i++)
-                 watcher_->media.ReadMessage();
-         }},
-        {"alarms",
-         [this] {
-             ProtocolClient subscriber = Subscribe();
-             Get("alarm").Signal(SIGUSR2);
-             AwaitAlarm(subscriber, "Start");
-         }},
-        {"alarm-lasts",
-         [this] {
-             ProtocolClient subscriber = Subscribe();
-             AwaitAlarm(subscriber, "Start");
-         }},
-        {"alarm-ended", [this] { AwaitAlarm(*subscriber_, "Stop"); }},
+        {"watched", [this] { ReadOn(); }},
+        {"alarms", [this] { Get("alarm").Signal(SIGUSR2), AwaitAlarm("Start"); }},
+        {"alarm-lasts", [this] { AwaitAlarm("Start"); }},
+        {"alarm-ended", [this] { AwaitAlarm("Stop"); }},
         {"reboot-asked", [] { ProtocolClient().Ask(kSysManagerReq, R"({"Name":"OPMachine"})"); }},
         {"closes", [this] { EXPECT_EQ(Get("recorder").WaitForExit(), 0); }},
-        {"continue-hosts",
-         [this] {
-             Get("ParamHost").Signal(SIGCONT);
-             Get("MediaHost").Signal(SIGCONT);
-         }},
+        {"continue-hosts", [this] { Get("ParamHost").Signal(SIGCONT), Get("MediaHost").Signal(SIGCONT); }},
     };
     steps.at(step)();
 }
@@ -254,9 +243,7 @@ void Peers::ReachMoment()
         Get("MediaHost").Signal(SIGUSR1);
         Get("server").WaitForLog("Endflag == 253", 2);
     } else if (row_.peer == "alarm" && row_.moment == "between") {
-        subscriber_ = Subscribe();
-        Get("alarm").Signal(SIGUSR2);
-        AwaitAlarm(*subscriber_, "Start");
+        Do("alarms");
     } else if (row_.peer == "server" && row_.moment == "before") {
         Get("ParamHost").Signal(SIGSTOP);
         SendSet();
@@ -365,9 +352,13 @@ try {
     FAIL() << failure.what();
 }
 
-INSTANTIATE_TEST_SUITE_P(Matrix, Peers, testing::ValuesIn(ReadRows()), [](const auto& test) {
+std::string NameOf(const testing::TestParamInfo<Row>& test)
+{
     std::string name = test.param.peer + "_" + test.param.fault + "_" + test.param.moment;
-    return std::erase(name, '-'), name;
-});
+    std::erase(name, '-');
+    return name;
+}
+
+INSTANTIATE_TEST_SUITE_P(Matrix, Peers, testing::ValuesIn(ReadRows()), NameOf);
 
 } // namespace
