@@ -9,6 +9,7 @@
 #include "camera/parameter_fields.h"
 #include "camera/parameter_lock.h"
 #include "camera/parameter_message.h"
+#include "common/clock.h"
 #include "common/log.h"
 #include "common/sysv_ipc.h"
 
@@ -19,9 +20,12 @@ namespace {
 constexpr int kProcessIdWithoutMessaging = 1;
 constexpr int kHighestProcessId = 15;
 constexpr int kNoQueue = -1;
+constexpr uint32_t kMostOwedMs = 1000;
 
 // Written under the send lock, or before it exists.
 std::atomic<int> g_queueId{kNoQueue};
+// The queue that will still bring the answer to a request whose wait was broken off. Under the send lock.
+int g_owingQueue = kNoQueue;
 
 // Message codes whose sender does more than the others'.
 struct SpecialSender {
@@ -98,6 +102,20 @@ bool CopyToSlot(size_t offset, const void* value, size_t length)
     return true;
 }
 
+// Takes the answer that a broken-off wait has left to come: the next exchange would believe it, and change
+// the slot before the host has read it. A host that has not answered by now will not.
+void TakeOwedAnswer(int queueId, int processId)
+{
+    ParameterMessage answer;
+    const bool isOwed = g_owingQueue != kNoQueue && g_owingQueue == queueId;
+    for (uint32_t ms = 0; isOwed && ms < kMostOwedMs; ms++) {
+        if (Receive(queueId, &answer, processId, IPC_NOWAIT) >= 0)
+            break;
+        SleepMs(1);
+    }
+    g_owingQueue = kNoQueue;
+}
+
 // Sends the request and receives its answer into the same record, which keeps the request's words when
 // a queue call fails.
 void ExchangeMessage(ParameterMessage* message, int processId, bool repeatsReceive)
@@ -113,8 +131,10 @@ void ExchangeMessage(ParameterMessage* message, int processId, bool repeatsRecei
     do
         received = Receive(queueId, message, processId, 0);
     while (received < 0 && errno == EINTR && repeatsReceive);
-    if (received < 0)
+    if (received < 0) {
+        g_owingQueue = queueId;
         ForgetRemovedQueue();
+    }
 }
 
 bool MaySend(int processId, size_t length)
@@ -148,6 +168,7 @@ int32_t SendParameterMessage(int32_t code, const void* value, size_t length)
                              static_cast<int32_t>(offset)};
     if (SemWait() != 0)
         return -1;
+    TakeOwedAnswer(g_queueId.load(), processId);
     const bool copied = CopyToSlot(offset, value, length);
     if (copied)
         ExchangeMessage(&message, processId, sender.repeatsReceive);
