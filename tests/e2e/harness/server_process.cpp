@@ -80,6 +80,22 @@ int ServerProcess::CountLog(const std::string& text) const
     return CountOf(Contents(log_), text);
 }
 
+int ServerProcess::CountOutput(const std::string& text) const
+{
+    return CountOf(Contents(output_), text);
+}
+
+void ServerProcess::ForgetWritten()
+{
+    EXPECT_EQ(ftruncate(log_.get(), 0), 0); // the next line then begins the file
+    EXPECT_EQ(ftruncate(output_.get(), 0), 0);
+}
+
+void ServerProcess::Signal(int number) const
+{
+    kill(pid_, number);
+}
+
 int ServerProcess::WaitForExit()
 {
     int status = 0;

@@ -22,6 +22,9 @@ class ServerProcess {
     void WaitForLog(const std::string& text, int times = 1) const { WaitFor(log_, text, times); }
     void WaitForOutput(const std::string& text, int times = 1) const { WaitFor(output_, text, times); }
     [[nodiscard]] int CountLog(const std::string& text) const;
+    [[nodiscard]] int CountOutput(const std::string& text) const;
+    void ForgetWritten(); // of both
+    void Signal(int number) const;
 
     int WaitForExit();                                              // its exit status
     [[nodiscard]] size_t CountEntries(const char* directory) const; // of its directory in /proc
