@@ -14,7 +14,7 @@ using OptionSetter = bool(const char* value, Options* options);
 
 bool SetPort(const char* value, Options* options)
 {
-    const long port = strtol(value, nullptr, 10); // where atoi() wraps, this saturates
+    const long port = strtol(value, nullptr, 10); // saturates
     if (port < 1 || port > 65535)
         return false;
     options->port = static_cast<uint16_t>(port);
@@ -23,7 +23,7 @@ bool SetPort(const char* value, Options* options)
 
 bool SetClientType(const char* value, Options* options)
 {
-    options->clientType = atoi(value);
+    options->clientType = ToNumber(value);
     return true;
 }
 

@@ -3,6 +3,7 @@
 #include <sys/shm.h>
 
 #include <atomic>
+#include <cerrno>
 #include <cstdio>
 
 #include "common/log.h"
@@ -30,8 +31,10 @@ int SysConfigInit()
         return -1;
     }
     void* const address = shmat(id, nullptr, 0);
-    if (address == reinterpret_cast<void*>(-1))
+    if (address == reinterpret_cast<void*>(-1)) {
+        LogTrace("%s %d: parameter block cannot be attached, errno = %d\n", __func__, __LINE__, errno);
         return -1;
+    }
     pSysConfig.store(static_cast<const SysInfo*>(address));
     fprintf(stderr, "pSysConfig:%p\n", address);
     return 0;

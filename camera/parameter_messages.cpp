@@ -27,11 +27,14 @@ constexpr uint32_t kQueuePollMs = 10;
 // A host that has taken the request answers within milliseconds. One that has not in this time answers
 // with codes of its own.
 constexpr int64_t kOwnAnswerMs = 2000;
+constexpr uint32_t kMostOwedMs = 1000; // that a late answer to a broken-off wait is waited for
 
 // Written under the send lock, or before it exists.
 std::atomic<int> g_queueId{kNoQueue};
 // The host's answers carry the code of their request. Believed until the contrary is seen.
 std::atomic<bool> g_answersCarryCodes{true};
+// The queue that will still bring the answer to a request whose wait was broken off. Under the send lock.
+int g_owingQueue = kNoQueue;
 
 // Message codes whose sender does more than the others'.
 struct SpecialSender {
@@ -109,6 +112,20 @@ bool CopyToSlot(size_t offset, const void* value, size_t length)
     return true;
 }
 
+// Takes the answer that a broken-off wait has left to come: the next exchange would believe it, and change
+// the slot before the host has read it. A host that has not answered by now will not.
+void TakeOwedAnswer(int queueId, int processId)
+{
+    ParameterMessage answer;
+    const bool isOwed = g_owingQueue != kNoQueue && g_owingQueue == queueId;
+    for (uint32_t ms = 0; isOwed && ms < kMostOwedMs; ms++) {
+        if (Receive(queueId, &answer, processId, IPC_NOWAIT) >= 0)
+            break;
+        SleepMs(1);
+    }
+    g_owingQueue = kNoQueue;
+}
+
 // Waits for room in the queue. Answers to nobody are thrown away, those of an earlier exchange and those
 // that fill the queue: host and sender would wait for each other.
 bool SendRequest(int queueId, const ParameterMessage& request)
@@ -175,10 +192,12 @@ void ReceiveAnswer(int queueId, ParameterMessage* message, bool repeatsReceive)
     while (received < 0 && errno == EINTR && repeatsReceive);
     if (IsToAnotherRequest(*message, answer, received))
         received = AwaitOwnAnswer(queueId, *message, &answer, received);
-    if (received < 0)
-        ForgetRemovedQueue();
-    else
+    if (received >= 0) {
         *message = answer;
+        return;
+    }
+    g_owingQueue = queueId;
+    ForgetRemovedQueue();
 }
 
 // Sends the request and receives its answer into the same record. A queue that turns out to have been
@@ -227,6 +246,7 @@ int32_t SendParameterMessage(int32_t code, const void* value, size_t length)
                              static_cast<int32_t>(offset)};
     if (SemWait() != 0)
         return -1;
+    TakeOwedAnswer(g_queueId.load(), processId);
     const bool copied = CopyToSlot(offset, value, length);
     if (copied)
         ExchangeMessage(&message, sender.repeatsReceive);

@@ -36,8 +36,9 @@ int WaitForChild(pid_t child)
 
 } // namespace
 
-int Command_System(const char* command)
+int Command_System(ShellCommand shellCommand)
 {
+    const char* const command = shellCommand.text();
     if (command == nullptr)
         return -1;
     const pid_t child = StartShell(command);
@@ -49,12 +50,23 @@ int Command_System(const char* command)
     return 0;
 }
 
-int Common_DoSystem(const char* command)
+int Common_DoSystem(ShellCommand shellCommand)
 {
+    const char* const command = shellCommand.text();
     if (command == nullptr) {
         LogTrace("%s : %d cmd is NULL\n", __func__, __LINE__);
         return -1;
     }
     const pid_t child = StartShell(command);
     return child < 0 ? -1 : WaitForChild(child);
+}
+
+FILE* OpenShell(ShellCommand command)
+{
+    return popen(command.text(), "re");
+}
+
+void CloseShell(FILE* output)
+{
+    (void)pclose(output); // what it has written counts, not how it ended
 }

@@ -30,7 +30,7 @@ constexpr char kCardFolder[] = "/media/SDCard/";
 constexpr char kListRecHost[] = "ps -ef|grep RecHost|grep -v grep";
 
 // What a hard reset runs, in this order.
-constexpr const char* kResetCommands[] = {
+constexpr ShellCommand kResetCommands[] = {
     "rm /param/sysenv.cfg", "rm /param/sysenvcopy.cfg", "rm /param/logfile.log",
     "rm /param/onvif.cfg",  "rm /param/sysenv_ex.cfg",
 };
@@ -101,14 +101,14 @@ int Common_GetDeviceInformation(const void*, void* output)
 
 int CheckRecHostStatus()
 {
-    FILE* const list = popen(kListRecHost, "re");
+    FILE* const list = OpenShell(kListRecHost);
     if (list == nullptr) {
         printf("%s %d: Cmd %s is fail\n", __func__, __LINE__, kListRecHost);
         return -1;
     }
     char text[32];
     const size_t length = fread(text, 1, sizeof text, list);
-    pclose(list);
+    CloseShell(list);
     return static_cast<int>(length);
 }
 
@@ -149,7 +149,7 @@ int Common_FactoryDefault(const void* mode, void*)
         (void)ControlSystemData(kFieldFactoryDefault, &kNow, sizeof kNow);
         return kCameraOk;
     }
-    for (const char* const command : kResetCommands)
+    for (const ShellCommand command : kResetCommands)
         (void)Command_System(command);
     ParamChangeToRestart();
     return kCameraOk;

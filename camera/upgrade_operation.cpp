@@ -67,7 +67,7 @@ pid_t ReadPid(const char* line)
 void SignalMainHost()
 {
     LogTrace("before Get Pid By Name\n");
-    FILE* const list = popen(kListMainHost, "re");
+    FILE* const list = OpenShell(kListMainHost);
     if (list == nullptr)
         return;
     char line[256];
@@ -80,7 +80,7 @@ void SignalMainHost()
         LogTrace("pidNum: %d \n", pid);
         (void)kill(pid, SIGUSR2); // it may have ended meanwhile
     }
-    pclose(list);
+    CloseShell(list);
 }
 
 } // namespace

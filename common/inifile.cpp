@@ -3,11 +3,11 @@
 #include <fcntl.h>
 
 #include <algorithm>
-#include <cstdlib>
 #include <cstring>
 #include <optional>
 #include <string_view>
 
+#include "common/bounded_text.h"
 #include "common/unique_fd.h"
 
 namespace {
@@ -95,5 +95,5 @@ int read_profile_int(const char* section, const char* key, int defaultValue, con
     char value[32];
     if (read_profile_string(section, key, value, sizeof value, nullptr, file) == 0)
         return defaultValue;
-    return atoi(value);
+    return ToNumber(value);
 }

@@ -2,10 +2,10 @@
 
 #include <algorithm>
 #include <cstdio>
-#include <cstdlib>
 #include <cstring>
 #include <string_view>
 
+#include "common/bounded_text.h"
 #include "common/log.h"
 
 namespace {
@@ -107,12 +107,6 @@ void ReadThreeStreamCombinations(const Sections& sections, SizeList (&lists)[kRe
             break;
         at = next + 1;
     }
-}
-
-// Held within 32 bits, on machines whose long is wider too.
-int32_t ToNumber(const char* text)
-{
-    return static_cast<int32_t>(std::clamp(strtol(text, nullptr, 10), long{INT32_MIN}, long{INT32_MAX}));
 }
 
 ResolutionEntry ToEntry(std::string_view size)

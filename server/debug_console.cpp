@@ -60,14 +60,25 @@ void CloseClient(int fd)
     close(fd);
 }
 
+// Lets a standard stream go where another descriptor goes. Another thread that is just opening a file, or a
+// signal, may be in the way for a moment.
+bool Duplicate(int from, int to)
+{
+    int result;
+    do
+        result = dup2(from, to);
+    while (result < 0 && (errno == EBUSY || errno == EINTR));
+    return result >= 0;
+}
+
 // Puts the saved copies back and closes them. Returns false when one could not be put back.
 bool PutBack()
 {
-    const int output = dup2(g_redirection.savedOutput.get(), STDOUT_FILENO);
-    const int error = dup2(g_redirection.savedError.get(), STDERR_FILENO);
+    const bool isOutputBack = Duplicate(g_redirection.savedOutput.get(), STDOUT_FILENO);
+    const bool isErrorBack = Duplicate(g_redirection.savedError.get(), STDERR_FILENO);
     g_redirection.savedOutput.reset();
     g_redirection.savedError.reset();
-    return output >= 0 && error >= 0;
+    return isOutputBack && isErrorBack;
 }
 
 // Sends standard output and standard error to the socket, which it takes over. Returns 0; -1 when they are
@@ -79,7 +90,7 @@ int Redirect(int fd)
     g_redirection.savedOutput = SaveDescriptor(STDOUT_FILENO);
     g_redirection.savedError = SaveDescriptor(STDERR_FILENO);
     if (g_redirection.savedOutput.isValid() && g_redirection.savedError.isValid() &&
-        dup2(fd, STDOUT_FILENO) >= 0 && dup2(fd, STDERR_FILENO) >= 0) {
+        Duplicate(fd, STDOUT_FILENO) && Duplicate(fd, STDERR_FILENO)) {
         g_redirection.fd = fd;
         return 0;
     }
@@ -107,7 +118,6 @@ int Restore()
 void SetClientOptions(int fd)
 {
     const int on = 1;
-    (void)fcntl(fd, F_SETFL, O_NONBLOCK);
     (void)setsockopt(fd, SOL_SOCKET, SO_SNDBUF, &kSendBufferBytes, sizeof kSendBufferBytes);
     (void)setsockopt(fd, IPPROTO_TCP, TCP_NODELAY, &on, sizeof on);
     (void)setsockopt(fd, IPPROTO_TCP, TCP_USER_TIMEOUT, &kStuckMs, sizeof kStuckMs);
@@ -147,7 +157,8 @@ uint32_t ListenerStep(int listenFd, int* leftMs)
     printf("%s %d\n", kListenerName, __LINE__);
     sockaddr_in peer{};
     socklen_t peerBytes = sizeof peer;
-    const int fd = accept4(listenFd, reinterpret_cast<sockaddr*>(&peer), &peerBytes, SOCK_CLOEXEC);
+    const int fd =
+        accept4(listenFd, reinterpret_cast<sockaddr*>(&peer), &peerBytes, SOCK_CLOEXEC | SOCK_NONBLOCK);
     char ip[INET_ADDRSTRLEN];
     inet_ntop(AF_INET, &peer.sin_addr, ip, sizeof ip);
     printf("%s %d : A stupid connect!ip = %s, port = %d\n", kListenerName, __LINE__, ip, peer.sin_port);

@@ -53,7 +53,8 @@ UniqueFd AcceptConnection(int listenFd, char (&ip)[INET_ADDRSTRLEN], uint16_t* p
     sockaddr_in peer{};
     socklen_t peerBytes = sizeof peer;
     // Closed in what the server executes, or a command that it started would keep connections open.
-    UniqueFd fd(accept4(listenFd, reinterpret_cast<sockaddr*>(&peer), &peerBytes, SOCK_CLOEXEC));
+    UniqueFd fd(
+        accept4(listenFd, reinterpret_cast<sockaddr*>(&peer), &peerBytes, SOCK_CLOEXEC | SOCK_NONBLOCK));
     inet_ntop(AF_INET, &peer.sin_addr, ip, sizeof ip);
     *port = peer.sin_port;
     LogTrace("%s %d : A stupid connect!ip = %s, port = %d\n", kThreadName, __LINE__, ip, *port);

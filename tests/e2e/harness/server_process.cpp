@@ -99,6 +99,17 @@ void ServerProcess::WaitUntilStopped() const
     });
 }
 
+int ServerProcess::CountOutput(const std::string& text) const
+{
+    return CountOf(Contents(output_), text);
+}
+
+void ServerProcess::ForgetWritten()
+{
+    EXPECT_EQ(ftruncate(log_.get(), 0), 0); // the next line then begins the file
+    EXPECT_EQ(ftruncate(output_.get(), 0), 0);
+}
+
 int ServerProcess::WaitForExit()
 {
     int status = 0;

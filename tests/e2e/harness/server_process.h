@@ -25,6 +25,8 @@ class ServerProcess {
     [[nodiscard]] int CountLog(const std::string& text) const;
     [[nodiscard]] std::string LogFrom(size_t begin) const; // a position in bytes
     [[nodiscard]] size_t LogBytes() const;
+    [[nodiscard]] int CountOutput(const std::string& text) const;
+    void ForgetWritten(); // of both
 
     void Signal(int number) const { kill(pid_, number); }
     void WaitUntilStopped() const;                                  // by SIGSTOP
