@@ -53,9 +53,9 @@ int64_t UptimeNs()
 class MediaWriter {
   public:
     MediaWriter()
-        : positions_("soak pos", kPositionQueueKey, kPositionQueueMode, kPositionRequestType,
+        : positions_("soak pos", "position", kPositionQueueKey, kPositionQueueMode, kPositionRequestType,
                      PositionMessage::kTextBytes, [this](QueueText& message) { return Position(message); }),
-          control_("soak ctrl", kControlQueueKey, kControlQueueMode, kControlRequestType,
+          control_("soak ctrl", "order", kControlQueueKey, kControlQueueMode, kControlRequestType,
                    ControlMessage::kTextBytes, Control)
     {
         AdoptQueue(kMediaName, kPositionQueueKey, kPositionQueueMode, kPositionRequestType);
