@@ -28,7 +28,8 @@ constexpr milliseconds kQuietTime{15'000}; // for the server to close what was c
 constexpr uint32_t kPollMs = 20;
 constexpr double kMostWarmUpSeconds = 600;
 constexpr double kWarmUpShare = 1.0 / 3; // of a short run
-constexpr double kLongSpanSeconds = 600; // from where on a slope says something
+// Shorter, the pages that are touched for the first time weigh more than a slope of interest.
+constexpr double kLongSpanSeconds = 1800;
 constexpr double kMostSlope = 64 * 1024; // bytes an hour
 constexpr double kMostGrowth = 128 * 1024;
 
