@@ -129,7 +129,7 @@ class Peers : public testing::TestWithParam<Row> {
     {
         if (pending_)
             return;
-        pending_.emplace();
+        pending_.emplace().Login(); // or its silence would end all others without a session
         pending_->Send(kSetConfigReq, kSetBody);
     }
     void AwaitLateAnswer();
