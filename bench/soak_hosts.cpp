@@ -55,7 +55,7 @@ class MediaWriter {
     MediaWriter()
         : positions_("soak pos", "position", kPositionQueueKey, kPositionQueueMode, kPositionRequestType,
                      PositionMessage::kTextBytes, [this](QueueText& message) { return Position(message); }),
-          control_("soak ctrl", "control", kControlQueueKey, kControlQueueMode, kControlRequestType,
+          control_("soak ctrl", "order", kControlQueueKey, kControlQueueMode, kControlRequestType,
                    ControlMessage::kTextBytes, Control)
     {
         AdoptQueue(kMediaName, kPositionQueueKey, kPositionQueueMode, kPositionRequestType);
