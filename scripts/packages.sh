@@ -7,7 +7,7 @@ test_packages=(libgtest-dev nftables)
 bench_packages=(libbenchmark-dev libgstrtspserver-1.0-dev)
 run_packages=(ffmpeg iproute2 util-linux)
 fuzz_packages=(clang-14 libclang-rt-14-dev llvm-14)
-lint_packages=(clang-14 clang-format-14 clang-tidy-14 shellcheck)
+lint_packages=(clang-14 libclang-rt-14-dev clang-format-14 clang-tidy-14 shellcheck)
 
 # Installs the packages that are missing: at once as root or in CI, otherwise after asking.
 need() {
