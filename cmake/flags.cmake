@@ -10,7 +10,8 @@ target_compile_options(velmora_flags INTERFACE
   -Wall -Wextra -Werror -Wshadow -Wconversion -Wformat=2 -Wmissing-declarations
   -Wimplicit-fallthrough -Wcast-align -Wundef
   -fstack-protector-strong -fPIE)
-target_link_options(velmora_flags INTERFACE -pie -Wl,-z,relro,-z,now,-z,noexecstack)
+target_link_options(velmora_flags INTERFACE
+  $<$<STREQUAL:$<TARGET_PROPERTY:TYPE>,EXECUTABLE>:-pie> -Wl,-z,relro,-z,now,-z,noexecstack)
 target_link_libraries(velmora_flags INTERFACE Threads::Threads)
 
 if(CMAKE_SIZEOF_VOID_P EQUAL 4)

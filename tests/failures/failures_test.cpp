@@ -434,8 +434,8 @@ std::vector<Case> Cases()
             if (phase != "background")
                 cases.push_back({row, phase});
     // Those that wait longest come first.
-    std::ranges::stable_partition(
-        cases, [](const Case& c) { return c.phase == "operations" || c.phase == "alarm"; });
+    std::stable_partition(cases.begin(), cases.end(),
+                          [](const Case& c) { return c.phase == "operations" || c.phase == "alarm"; });
     return cases;
 }
 
