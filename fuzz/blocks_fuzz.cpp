@@ -207,7 +207,7 @@ extern "C" int LLVMFuzzerTestOneInput(const uint8_t* data, size_t bytes)
     g_isServing = true;
     SysConfigExit();
     g_life++;
-    g_bytes[kParameters] = kSysConfigBytes + input.Byte() % 8 * 5U - 5;
+    g_bytes[kParameters] = kSysConfigBytes + size_t{5} * (input.Byte() % 8) - 5;
     g_bytes[kAlarm] = sizeof(AlarmRecord) + input.Byte() % 66 - 1;
     Fill(&input);
     const bool isAttached = SysConfigInit() == 0;

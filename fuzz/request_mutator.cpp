@@ -187,8 +187,8 @@ size_t WriteEvents(const Events& events, uint8_t* out, size_t most)
             break;
         const uint8_t header[] = {kind, place, static_cast<uint8_t>(bytes.size()),
                                   static_cast<uint8_t>(bytes.size() >> 8)};
-        memcpy(out + length, header, sizeof header);
-        memcpy(out + length + sizeof header, bytes.data(), bytes.size());
+        std::copy(std::begin(header), std::end(header), out + length);
+        std::copy(bytes.begin(), bytes.end(), out + length + sizeof header);
         length += sizeof header + bytes.size();
     }
     return length;

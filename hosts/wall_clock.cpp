@@ -22,7 +22,8 @@ namespace {
 int64_t Ahead()
 {
     static auto* const seconds = [] {
-        const int file = open(getenv("WALL_CLOCK"), O_RDONLY | O_CLOEXEC);
+        const char* const path = getenv("WALL_CLOCK");
+        const int file = path == nullptr ? -1 : open(path, O_RDONLY | O_CLOEXEC);
         void* const mapped = mmap(nullptr, sizeof(int64_t), PROT_READ, MAP_SHARED, file, 0);
         if (mapped == MAP_FAILED)
             abort();

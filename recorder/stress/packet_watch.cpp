@@ -57,8 +57,9 @@ void PacketWatch::Judge(const uint8_t* packet, size_t length)
     if (ip.saddr != camera_.s_addr || (ip.protocol == IPPROTO_TCP && ip.daddr == self_.s_addr))
         return;
     udphdr udp{};
-    if (ip.protocol == IPPROTO_UDP && length >= ip.ihl * 4U + sizeof udp)
-        memcpy(&udp, packet + ip.ihl * 4U, sizeof udp);
+    const size_t headerBytes = size_t{4} * ip.ihl;
+    if (ip.protocol == IPPROTO_UDP && length >= headerBytes + sizeof udp)
+        memcpy(&udp, packet + headerBytes, sizeof udp);
     if (ip.daddr == INADDR_BROADCAST && ntohs(udp.dest) == kSearchPort) {
         answers_++;
         return;
