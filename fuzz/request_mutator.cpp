@@ -2,6 +2,7 @@
 // bodies are JSON. A length field that no longer fits is mended most of the time, because a message that is
 // cut otherwise ends at the first test.
 
+#include <algorithm>
 #include <cstring>
 #include <iterator>
 #include <random>
