@@ -15,6 +15,7 @@
 #include <ctime>
 
 #include "camera/parameter_fields.h"
+#include "camera/shell_commands.h"
 #include "common/thread.h"
 #include "fuzz/machine_state.h"
 #include "hosts/parameter_fields_table.h"
@@ -222,9 +223,9 @@ int __wrap_access(const char* path, int mode)
     return __real_access(path, mode);
 }
 
-int __wrap__Z14Command_SystemPKc(const char* command)
+int __wrap__Z14Command_System12ShellCommand(ShellCommand command)
 {
-    if (strcmp(command, "killall RecHost") != 0)
+    if (strcmp(command.text(), "killall RecHost") != 0)
         Violation("a command that no request may run");
     return 0;
 }
