@@ -14,7 +14,7 @@ campaign() { # TARGET SECONDS MOST_BYTES
     [ ! -f "fuzz/$target.dict" ] || options=("-dict=fuzz/$target.dict")
     printf '%s: %d s, inputs of at most %d bytes, log in %s\n' "$target" "$2" "$3" "$log"
     tests/isolated.sh "$build/bin/velmora-fuzz-$target" "-max_total_time=$2" -timeout=120 \
-        "-max_len=$3" -print_final_stats=1 "-artifact_prefix=$build/$target-" "${options[@]}" \
+        "-max_len=$3" -use_memcmp=0 -print_final_stats=1 "-artifact_prefix=$build/$target-" "${options[@]}" \
         "$corpus" "fuzz/corpus/$target" > "$log" 2>&1 || status=$?
     sed -n -e 's/^stat::number_of_executed_units: */  executions /p' \
         -e 's/^stat::average_exec_per_sec: */  a second /p' \
