@@ -46,6 +46,11 @@ Script ScriptOf(const std::string& camera, ConfigCamera* settings)
         return &Peer::AwaitClose;
     if (camera == "closes")
         return [](Peer& peer) { EXPECT_EQ(peer.Read().id, 1000); };
+    if (camera == "echo")
+        return [](Peer& peer) {
+            const Request request = peer.Read();
+            peer.Send(Wire(request.id + 1U, request.seqNum, request.body));
+        };
     return [camera](Peer& peer) { peer.Answer(camera); };
 }
 

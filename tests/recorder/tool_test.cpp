@@ -1,5 +1,3 @@
-// The program as a user runs it: what it sends as it was given, and what Ctrl-C leaves.
-
 #include <gtest/gtest.h>
 
 #include <csignal>
@@ -9,18 +7,6 @@
 #include "tests/recorder/run_tool.h"
 
 namespace {
-
-TEST(Tool, SendsWhatItIsGivenAndPrintsTheAnswer)
-{
-    FakeCamera camera({[](Peer& peer) {
-        const Request request = peer.Answer(R"({"Name":"x","Ret":607})");
-        EXPECT_EQ(request.body, "{\"a\":1}");
-        EXPECT_EQ(request.session, 0U);
-    }});
-    const Outcome outcome = RunTool(TempFolder(), camera, "raw $HOST 1042 '{\"a\":1}' --no-login");
-    EXPECT_EQ(outcome.code, kExitCameraError);
-    EXPECT_EQ(outcome.out, "{\n\t\"Name\":\t\"x\",\n\t\"Ret\":\t607\n}\n");
-}
 
 // The camera interrupts the recorder when the second keepalive has come: by then the session has been kept
 // alive beside two running streams, and what Ctrl-C leaves must play.
