@@ -151,14 +151,14 @@ TEST(ParameterStore, KeepsWhatWasSetOverWhatTheFileGivesAndTellsBoth)
         Camera camera(state);
         StreamFacts told;
         uint32_t ulTold = 0;
-        camera.store.Watch(
-            {.onStream = [&told](size_t stream,
-                                 const StreamFacts& facts) { told = stream == 1 ? facts : told; },
-             .onAddress =
-                 [&ulTold](uint32_t field, uint32_t ulAddress) {
-                     EXPECT_EQ(field, 4096U);
-                     ulTold = ulAddress;
-                 }});
+        const auto onStream = [&](size_t stream, const StreamFacts& facts) {
+            told = stream == 1 ? facts : told;
+        };
+        const auto onAddress = [&](uint32_t field, uint32_t ulAddress) {
+            EXPECT_EQ(field, 4096U);
+            ulTold = ulAddress;
+        };
+        camera.store.Watch({.onStream = onStream, .onAddress = onAddress});
         EXPECT_EQ(ulTold != 0, restarted) << "what was kept comes at once";
         camera.store.SetStream(1, file);
         EXPECT_EQ(told, restarted ? set : file);
