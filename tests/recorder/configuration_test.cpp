@@ -75,6 +75,7 @@ TEST(Tool, EndsWithItsCodeItsOutputAndOneLine)
         EXPECT_EQ(std::to_string(outcome.code), row[2]) << outcome.err;
         EXPECT_EQ(outcome.out, row[3] == "-" ? "" : row[3] + "\n");
         EXPECT_EQ(std::count(outcome.err.begin(), outcome.err.end(), '\n'), fails ? 1 : 0);
+        EXPECT_TRUE(!fails || outcome.err.starts_with("velmora: ")) << outcome.err;
         EXPECT_TRUE(!fails || outcome.err.find(row[4]) != std::string::npos) << outcome.err;
         EXPECT_EQ(std::to_string(settings.sets.size()), row[5]);
     }
