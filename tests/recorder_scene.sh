@@ -46,5 +46,9 @@ grep -q ' 0 gaps, 0 damaged' <<< "$live" || fail "media was lost: $live"
 recorder restore $moved "$work/before.json" | grep -q "the camera is at $CAMERA" || fail 'not moved back'
 recorder get "$CAMERA" --all -o "$work/after.json"
 cmp "$work/before.json" "$work/after.json" || fail 'not restored'
+
+# Its address is changed by a search too, whether it is named by what it has or by its MAC.
+recorder set-address "$CAMERA" --address $moved | grep -q "is at $moved" || fail 'not moved by its address'
+recorder set-address 02:00:5e:a1:b2:c3 --address "$CAMERA" | grep -q "is at $CAMERA" || fail 'not moved by its MAC'
 grep -E 'ERROR: (Address|Leak)|WARNING: ThreadSanitizer|runtime error' "$work/camera.log" && fail 'a sanitizer complains'
 exit 0

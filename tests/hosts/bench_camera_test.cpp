@@ -4,7 +4,6 @@
 #include <unistd.h>
 
 #include <csignal>
-#include <cstring>
 #include <fstream>
 #include <sstream>
 
@@ -14,9 +13,6 @@
 
 namespace {
 
-constexpr key_t kBlockKey = 12930021;
-constexpr key_t kParameters = 14073;
-constexpr uint32_t kSlot7 = 61440; // of process 7
 constexpr uint32_t kHttpPort = 4101;
 constexpr uint32_t kPtz = 4334;
 constexpr uint32_t kReboot = 4396;
@@ -48,16 +44,10 @@ pid_t FindProcess(const std::string& name)
     return 0;
 }
 
-// Process 7 asks for a change.
 void Set(uint32_t field, const std::vector<uint8_t>& value)
 {
-    uint8_t* const data = AttachSegment(kParameters);
-    memcpy(data + kSlot7, value.data(), value.size());
-    shmdt(data);
-    SendWords(
-        kParameters, 1,
-        {static_cast<uint32_t>(*ParameterCode(field)), 7, 0, static_cast<uint32_t>(value.size()), kSlot7});
-    EXPECT_EQ(ReceiveWords(kParameters, 7).at(3), 0U) << "of the one reply";
+    SendValue(static_cast<uint32_t>(*ParameterCode(field)), value);
+    EXPECT_EQ(ReceiveWords(kParameterQueue, 7).at(3), 0U) << "of the one reply";
 }
 
 TEST(BenchCamera, LosesNothingAtARebootButTheHeadsPosition)
@@ -80,10 +70,7 @@ TEST(BenchCamera, LosesNothingAtARebootButTheHeadsPosition)
         SCOPED_TRACE(life);
         WaitFor(output, "ready\n", life);
         WaitFor(directory.File("server"), "start\n", life);
-        const uint8_t* const block = AttachSegment(kBlockKey);
-        ASSERT_NE(block, reinterpret_cast<uint8_t*>(-1));
-        EXPECT_EQ(block[1108] | block[1109] << 8, life == 1 ? 80 : 8080);
-        shmdt(block);
+        EXPECT_EQ(HttpPort(), life == 1 ? 80 : 8080);
         Set(kHttpPort, {0x90, 0x1F});
         if (life == 1) {
             Set(kPtz, {1, 2, 0, 0, 0});
@@ -108,7 +95,7 @@ TEST(BenchCamera, LosesNothingAtARebootButTheHeadsPosition)
     int status = 0;
     waitpid(camera, &status, 0);
     EXPECT_EQ(status, 0);
-    EXPECT_LT(msgget(kParameters, 0), 0) << "its objects are gone";
+    EXPECT_LT(msgget(kParameterQueue, 0), 0) << "its objects are gone";
 }
 
 } // namespace

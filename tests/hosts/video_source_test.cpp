@@ -60,39 +60,6 @@ TEST(VideoSource, EncodesWhatDoesNotFitAndMakesKeyFramesOnDemand)
     EXPECT_GT(framesThatFit, 50);
 }
 
-TEST(TestPicture, FollowsBitRateRateControlAndInterval)
-{
-    const struct {
-        MediaCodec codec;
-        int32_t bitRate;
-        uint8_t control;
-        int32_t interval;
-    } kRows[] = {{kCodecH264, 300000, kConstantBitRate, 10},
-                 {kCodecH264, 900000, kConstantBitRate, 25},
-                 {kCodecH265, 300000, kConstantBitRate, 10},
-                 {kCodecH265, 3000000, kVariableBitRate, 30}};
-    constexpr int kFrames = 60; // of three seconds
-    for (const auto& row : kRows) {
-        SCOPED_TRACE(testing::Message() << int{row.codec} << ' ' << row.bitRate);
-        const StreamFacts settings = {row.codec, 352, 288, 20, row.bitRate, row.interval, row.control};
-        const auto source = OpenTestPicture(settings, kLimit, 1'000'000);
-        EXPECT_EQ(source->facts(), settings);
-        double bits = 0;
-        for (int i = 0; i < kFrames; ++i) {
-            FrameTime time{};
-            const AccessUnit unit = source->Take(false, &time);
-            ASSERT_EQ(unit.problem, nullptr);
-            ASSERT_EQ(time.playUs, i * 50000);
-            ASSERT_EQ(time.mediaUs, time.playUs % 1'000'000);
-            ASSERT_EQ(unit.keyFrame, i % row.interval == 0) << "frame " << i;
-            bits += 8.0 * static_cast<double>(unit.bytes.size());
-        }
-        const double share = bits / 3 / row.bitRate;
-        EXPECT_LT(share, 1.4);
-        EXPECT_TRUE(row.control == kVariableBitRate || share > 0.6) << share;
-    }
-}
-
 TEST(TestPicture, LowersItsRateToALimitAndTakesAnySettings)
 {
     const auto source = OpenTestPicture({kCodecH264, 64, 64, 20, 100000, 40, 0}, kLimit, 0);

@@ -1,12 +1,13 @@
-// get, set, diff and restore towards a camera that has some of the objects.
+// The program as a user runs it, and what its get, set, diff and restore do to a camera that has some
+// objects.
 
 #include <gtest/gtest.h>
 
 #include <utility>
 
-#include "recorder/device_report.h"
 #include "recorder/failure.h"
 #include "tests/recorder/run_tool.h"
+#include "tests/table.h"
 
 namespace {
 
@@ -37,70 +38,47 @@ ConfigCamera SomeCamera()
     return camera;
 }
 
-TEST(Configuration, IsReadChangedAndCompared)
+Script ScriptOf(const std::string& camera, ConfigCamera* settings)
 {
-    const std::string all = R"({"General.General":{"LocalNo":0},"Record.[0]":{"PreRecord":5},)";
-    const struct {
-        const char* words;
-        int code;
-        std::string out;
-        const char* error; // part of it
-        size_t sets;
-    } kCases[] = {
-        {"get $HOST Record.[0] --json", kExitOk, R"({"PreRecord":5})", "", 0},
-        {"get $HOST --all --json", kExitOk, all + R"("System.TimeZone":{"timeMin":60}})", "", 0},
-        {"get $HOST No.Such", kExitCameraError, "", "serves no configuration object 'No.Such'", 0},
-        {"get $HOST", kExitUsage, "", "--all", 0},
-        {"set $HOST System.TimeZone '{\"timeMin\":-60}'", kExitOk, "System.TimeZone/timeMin: 60 -> -60", "",
-         1},
-        {"set $HOST General.General @new.json", kExitDiffers, "",
-         "not taken by the camera: General.General/LocalNo: 4 -> 0", 1},
-        {"set $HOST Record.[0] '{}'", kExitUsage, "", "read-only", 0},
-        {"set $HOST System.TimeZone '{} x'", kExitUsage, "", "is not JSON", 0},
-        {"set $HOST System.TimeZone @none", kExitLocal, "", "cannot read none", 0},
-        {"diff $HOST same.json", kExitOk, "", "", 0},
-        {"diff $HOST before.json", kExitDiffers,
-         "Record.[0]/PreRecord: 9 -> 5\nSystem.TimeZone/timeMin: 0 -> 60", "", 0},
-        {"restore $HOST before.json --json", kExitDiffers,
-         R"({"restored":["System.TimeZone"],"skipped":["Record.[0]"],"failed":[],)"
-         R"("remaining":[{"path":"Record.[0]/PreRecord","before":9,"now":5}]})",
-         "Record.[0]/PreRecord: 9 -> 5", 1},
-    };
-    for (const auto& c : kCases) {
-        SCOPED_TRACE(c.words);
-        const TempFolder folder;
-        Save(folder, "new.json", R"({"LocalNo":4})");
-        Save(folder, "same.json", all + R"("System.TimeZone":{"timeMin":60}})");
-        Save(
-            folder, "before.json",
-            R"({"General.General":{"LocalNo":0},"Record.[0]":{"PreRecord":9},"System.TimeZone":{"timeMin":0}})");
-        ConfigCamera camera = SomeCamera();
-        const bool connects = c.code != kExitUsage && c.code != kExitLocal;
-        Outcome outcome{};
-        {
-            FakeCamera server(connects ? std::vector<Script>{std::ref(camera)} : std::vector<Script>{});
-            outcome = RunTool(folder, server, c.words);
-        }
-        EXPECT_EQ(outcome.code, c.code) << outcome.err;
-        EXPECT_EQ(outcome.out, c.out.empty() ? "" : c.out + "\n");
-        EXPECT_EQ(outcome.err.empty(), c.error[0] == '\0') << outcome.err;
-        EXPECT_NE(outcome.err.find(c.error), std::string::npos) << outcome.err;
-        EXPECT_EQ(camera.sets.size(), c.sets);
-    }
+    if (camera == "settings")
+        return std::ref(*settings);
+    if (camera == "silent")
+        return &Peer::AwaitClose;
+    if (camera == "closes")
+        return [](Peer& peer) { EXPECT_EQ(peer.Read().id, 1000); };
+    if (camera == "echo")
+        return [](Peer& peer) {
+            const Request request = peer.Read();
+            peer.Send(Wire(request.id + 1U, request.seqNum, request.body));
+        };
+    return [camera](Peer& peer) { peer.Answer(camera); };
 }
 
-TEST(Configuration, InfoIsReadable)
+TEST(Tool, EndsWithItsCodeItsOutputAndOneLine)
 {
-    const JsonPtr device = Parse(
-        R"({"Login":{"DeviceType":"IPC"},"SystemInfo":{"SerialNo":"S\u0007"},"StorageInfo":[[{"TotalSpace":"0",)"
-        R"("RemainSpace":"0","Status":0}]],"Abilities":{"SystemFunction":{"TipShow":{"A":true,"B":false}},)"
-        R"("EncodeCapability":{"EncodeInfo":[{"CompressionMask":"0x00000180","Enable":true,"HaveAudio":true,)"
-        R"("ResolutionMask":"0x84004800","StreamType":"MainStream"},{"Enable":false,"StreamType":"X"}]}}})");
-    EXPECT_EQ(DeviceText(device.get()),
-              "System\n  type                IPC\n  serial number       S.\nStorage\n"
-              "  partition 0         total 0, free 0, status 0\nStreams\n"
-              "  MainStream          H.264 H.265; sizes 720P 1080P WSVGA bit 31; audio\nAbilities\n"
-              "Functions that are on\n  TipShow             A\n");
+    const TempFolder folder;
+    Save(folder, "new.json", R"({"LocalNo":4})");
+    for (const auto& [name, record, zone] : {std::tuple{"same.json", "5", "60"}, {"before.json", "9", "0"}})
+        Save(folder, name,
+             std::string(R"({"General.General":{"LocalNo":0},"Record.[0]":{"PreRecord":)") + record +
+                 R"(},"System.TimeZone":{"timeMin":)" + zone + "}}");
+    for (const TableRow& row : ReadTable(VELMORA_RECORDER_DATA "/commands.tsv", 6)) {
+        SCOPED_TRACE(row[0]);
+        ConfigCamera settings = SomeCamera();
+        Outcome outcome{};
+        {
+            FakeCamera camera(row[1] == "-" ? std::vector<Script>{}
+                                            : std::vector{ScriptOf(row[1], &settings)});
+            outcome = RunTool(folder, camera, row[0]);
+        }
+        const bool fails = row[4] != "-";
+        EXPECT_EQ(std::to_string(outcome.code), row[2]) << outcome.err;
+        EXPECT_EQ(outcome.out, row[3] == "-" ? "" : row[3] + "\n");
+        EXPECT_EQ(std::count(outcome.err.begin(), outcome.err.end(), '\n'), fails ? 1 : 0);
+        EXPECT_TRUE(!fails || outcome.err.starts_with("velmora: ")) << outcome.err;
+        EXPECT_TRUE(!fails || outcome.err.find(row[4]) != std::string::npos) << outcome.err;
+        EXPECT_EQ(std::to_string(settings.sets.size()), row[5]);
+    }
 }
 
 // An encoder that compares codecs as the camera does, and drops the first set after a start of live video.

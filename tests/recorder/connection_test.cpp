@@ -7,14 +7,6 @@
 
 namespace {
 
-TEST(HostPort, ReadsHostAndPort)
-{
-    EXPECT_EQ(PrintHostPort(ParseHostPort("192.0.2.1")), "192.0.2.1:9000");
-    EXPECT_EQ(PrintHostPort(ParseHostPort("camera.example:65535")), "camera.example:65535");
-    for (const char* text : {"a:65536", "a:0", "a:", "a:12x", "a:-1", ":80", ""})
-        EXPECT_THROW(ParseHostPort(text), Failure) << text;
-}
-
 // Receives until something is thrown.
 Failure FailureOf(const HostPort& address, milliseconds limit)
 {

@@ -12,31 +12,6 @@ namespace {
 
 constexpr milliseconds kLong{20'000};
 
-// A request as it must arrive within session 7.
-void ExpectMonitor(const Request& request, uint16_t id, const Bytes& action, const Bytes& stream)
-{
-    EXPECT_EQ(request.id, id);
-    EXPECT_EQ(request.session, 7U);
-    EXPECT_EQ(request.body, R"({"Name":"OPMonitor","OPMonitor":{"Action":")" + action +
-                                R"(","Parameter":{"Channel":0,"StreamType":")" + stream +
-                                R"("}},"SessionID":"0x00000007"})");
-}
-
-TEST(Session, ClaimsStartsAndStopsUnderItsSessionId)
-{
-    FakeCamera camera({[](Peer& peer) {
-                           EXPECT_EQ(peer.Answer().id, 1000);
-                           ExpectMonitor(peer.Answer(), 1410, "Start", "Main");
-                           ExpectMonitor(peer.Answer(), 1410, "Stop", "Main");
-                       },
-                       [](Peer& peer) { ExpectMonitor(peer.Answer(), 1413, "Claim", "Extra"); }});
-    Session session(camera.address, kLong);
-    session.Login();
-    session.Claim(FindStream("EXTRA"));
-    session.Monitor("Start", FindStream("main"));
-    session.Monitor("Stop", FindStream("main"));
-}
-
 TEST(Session, TakesTheAnswerThatMatchesAndNoOther)
 {
     const std::pair<uint16_t, uint16_t> kCases[] = {{1042, 1043}, {1474, 1471}, {1562, 1501}, {9999, 10000}};
