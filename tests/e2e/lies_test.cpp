@@ -15,41 +15,17 @@ namespace {
 constexpr std::chrono::seconds kBackWithin{2};
 constexpr int kTrueFrames = 20;
 
-// Reads one frame, whose messages must be those of a whole frame. Returns it behind its sub-header.
-std::string ReadFrame(MediaReader& reader, std::string_view* kind)
-{
-    std::string frame = reader.ReadMessage();
-    for (const std::string_view known : {"\0\0\1\xFC"sv, "\0\0\1\xFD"sv, "\0\0\1\xFA"sv})
-        if (frame.starts_with(known))
-            *kind = known;
-    if (frame.size() < 8 || !frame.starts_with(*kind))
-        throw std::runtime_error("a frame without a sub-header");
-    const bool isAudio = *kind == "\0\0\1\xFA"sv;
-    const size_t subHeaderBytes = *kind == "\0\0\1\xFC"sv ? 16 : 8;
-    const size_t length =
-        isAudio ? LoadLe<uint16_t>(frame.data() + 6) : LoadLe<uint32_t>(frame.data() + subHeaderBytes - 4);
-    const size_t limit = isAudio ? 168 : 32768;
-    for (size_t last = frame.size(); frame.size() < subHeaderBytes + length; last = frame.size()) {
-        frame += reader.ReadMessage();
-        if (frame.size() - last > limit || (last % limit) != 0)
-            throw std::runtime_error("a frame that is cut wrongly");
-    }
-    EXPECT_EQ(frame.size(), subHeaderBytes + length);
-    return frame.substr(subHeaderBytes);
-}
-
 // Reads on until, once the host is true, a true key frame is followed by true video frames alone; returns
 // when it had come.
 Clock::time_point AwaitTruth(MediaReader& reader, const std::atomic<bool>& isTrue)
 {
     Clock::time_point keyFrameAt{};
     for (int count = 0; count < kTrueFrames;) {
-        std::string_view kind = "none";
-        const std::string frame = ReadFrame(reader, &kind);
-        if (kind == "\0\0\1\xFA"sv)
+        const auto& [subHeader, frame] = reader.ReadFrame();
+        if (subHeader.starts_with(kAudioMark))
             continue;
         const bool isLie = frame.size() < 8 || frame.compare(5, 3, "lie") == 0;
-        if (isTrue && !isLie && count == 0 && kind == "\0\0\1\xFC"sv)
+        if (isTrue && !isLie && count == 0 && subHeader.starts_with(kKeyFrameMark))
             keyFrameAt = Clock::now();
         count = isLie || keyFrameAt == Clock::time_point{} ? 0 : count + 1;
     }

@@ -124,16 +124,6 @@ size_t ServerProcess::CountEntries(const char* directory) const
     return static_cast<size_t>(std::distance(begin(entries), end(entries)));
 }
 
-size_t ServerProcess::MemoryKb() const
-{
-    std::ifstream status("/proc/" + std::to_string(pid_) + "/status");
-    size_t kilobytes = 0;
-    for (std::string word; status >> word && word != "RssAnon:";) {
-    }
-    status >> kilobytes;
-    return kilobytes;
-}
-
 void ServerProcess::ExpectHealthy()
 {
     int status = 0;

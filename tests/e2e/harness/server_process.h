@@ -32,7 +32,6 @@ class ServerProcess {
     void WaitUntilStopped() const;                                  // by SIGSTOP
     int WaitForExit();                                              // its exit status
     [[nodiscard]] size_t CountEntries(const char* directory) const; // of its directory in /proc
-    [[nodiscard]] size_t MemoryKb() const;                          // of its own, in use
     // Fails the test if the server has died or a sanitizer has complained.
     void ExpectHealthy();
     [[nodiscard]] static const char* Path();
