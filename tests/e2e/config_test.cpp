@@ -72,23 +72,22 @@ void Store(char* settings, Json row)
         .copy(settings + row[1].number(), row[2].number());
 }
 
-class Configuration : public testing::Test {
+class Configuration : public Camera {
   protected:
     Configuration()
     {
+        parameters.reset(); // there is a real one
+        host.emplace("", [] {}).Start();
+        block_ = ShmAttachment(shmget(kSysConfigKey, 0, 0));
         StoreDistinctSettings();
-        parameters.Start();
-        server.emplace();
-        server->WaitForLog("ListenSocketThread");
-        recorder.emplace();
-        recorder->Login();
+        StartServer();
+        recorder.emplace().Login();
     }
     ~Configuration() override
     {
-        server->ExpectHealthy();
         server.reset(); // before the host that it waits for
-        parameters.Stop();
-        parameters.Release(true);
+        host->Stop();
+        host->Release(true);
     }
 
     // Settings of which no two are alike, so that a value in a wrong place shows.
@@ -105,21 +104,10 @@ class Configuration : public testing::Test {
     void ExpectAnswer(uint16_t id, const std::string& body, std::string_view expected)
     {
         SCOPED_TRACE(body.substr(0, 300));
-        if (expected == kSilence)
-            return ExpectSilence(id, body);
         char session[16];
         snprintf(session, sizeof session, "0x%08x", recorder->session);
-        EXPECT_EQ(recorder->Ask(id, body).body, Replace(std::string(expected), "SESSION", session));
-    }
-    // The server takes one read for one message, so the next request waits until this one was read; if
-    // the answer to that comes first, there was none to this.
-    void ExpectSilence(uint16_t id, const std::string& body)
-    {
-        const std::string wasRead = " cmd = " + std::to_string(id) + " data len = ";
-        const int before = server->CountLog(wasRead);
-        recorder->Send(id, body);
-        server->WaitForLog(wasRead, before + 1);
-        recorder->Ask(kKeepaliveReq);
+        EXPECT_EQ(Exchange(*recorder, id, body, expected != kSilence),
+                  Replace(std::string(expected), "SESSION", session));
     }
     // Expects the members somewhere in the reply, one behind the other.
     void ExpectMembers(uint16_t id, const std::string& name, Json members)
@@ -135,13 +123,11 @@ class Configuration : public testing::Test {
                "}";
     }
 
-    ParameterHost parameters{"", [] {}};
-    FakeMediaHost media;
-    std::optional<ServerProcess> server;
+    std::optional<ParameterHost> host;
     std::optional<ProtocolClient> recorder;
 
   private:
-    ShmAttachment block_{shmget(kSysConfigKey, 0, 0)};
+    ShmAttachment block_;
 };
 
 TEST_F(Configuration, EveryReplyIsTheOneThatIsWrittenDown)

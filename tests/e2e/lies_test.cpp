@@ -2,11 +2,8 @@
 // frames, and it is back at the first true key frame.
 
 #include <atomic>
-#include <fstream>
-#include <sstream>
-#include <thread>
+#include <future>
 
-#include "hosts/process_runner.h"
 #include "tests/e2e/harness/camera_test.h"
 #include "tests/hosts/clip.h"
 
@@ -38,26 +35,12 @@ class Lies : public Camera {
     {
         media.reset();
         parameters.reset();
-        camera_.Start();
-        WaitForOutput("ready");
+        camera.WaitForOutput("ready");
     }
-    void WaitForOutput(const std::string& text)
-    {
-        WaitUntil("the bench camera to write '" + text + "'", [&] {
-            std::stringstream output;
-            output << std::ifstream(output_).rdbuf();
-            return output.str().find(text) != std::string::npos;
-        });
-    }
-
-    const Clip clip_{50, 64};
-    const std::string output_ = clip_.path() + ".output";
-    ProcessRunner camera_{"/bin/sh",
-                          {"sh", "-c",
-                           "exec " VELMORA_BENCH_CAMERA " --main " + clip_.path() + " --second " +
-                               clip_.path() + " --lie " + std::to_string(4 + 2 * Slowness()) + ",20 > " +
-                               output_},
-                          AtEnd::kLeave};
+    const Clip clip{50, 64};
+    const ServerProcess camera{
+        {"--main", clip.path(), "--second", clip.path(), "--lie", std::to_string(4 + 2 * Slowness()) + ",20"},
+        VELMORA_BENCH_CAMERA};
 };
 
 TEST_F(Lies, WatchersGetWholeFramesAndTheTruthWithinTwoSeconds)
@@ -66,30 +49,19 @@ TEST_F(Lies, WatchersGetWholeFramesAndTheTruthWithinTwoSeconds)
     Watcher watcher;
     Watcher extra("Extra");
     MediaReader* const readers[] = {&watcher.media, &extra.media};
-    Clock::time_point backAt[2];
-    std::string failure[2];
     std::atomic<bool> isTrue[2];
-    std::thread threads[2];
+    std::future<Clock::time_point> backAt[2];
     for (int i = 0; i < 2; i++)
-        threads[i] = std::thread([&, i] {
-            try {
-                backAt[i] = AwaitTruth(*readers[i], isTrue[i]);
-            } catch (const std::runtime_error& error) {
-                failure[i] = error.what();
-            }
-        });
+        backAt[i] = std::async(std::launch::async, AwaitTruth, std::ref(*readers[i]), std::cref(isTrue[i]));
     Clock::time_point truthAt[2];
     const char* const names[] = {"main stream tells", "second stream tells"};
     for (int i = 0; i < 2; i++) { // both at nearly the same time
-        WaitForOutput(names[i]);
+        camera.WaitForOutput(names[i]);
         truthAt[i] = Clock::now();
         isTrue[i] = true;
     }
-    for (int i = 0; i < 2; i++) {
-        threads[i].join();
-        EXPECT_EQ(failure[i], "") << "stream " << i;
-        EXPECT_LE(backAt[i] - truthAt[i], Patience(kBackWithin)) << "stream " << i;
-    }
+    for (int i = 0; i < 2; i++)
+        EXPECT_LE(backAt[i].get() - truthAt[i], Patience(kBackWithin)) << "stream " << i;
 }
 
 } // namespace

@@ -6,20 +6,6 @@ namespace {
 
 using LiveView = RunningCamera;
 
-TEST_F(LiveView, EveryWatcherGetsTheSameFramesInItsOwnSessionAndSequence)
-{
-    Watcher first;
-    Watcher second("main");
-    EXPECT_NE(first.command.session, second.command.session);
-    for (int round = 0; round < 20; round++) {
-        const auto gop = MakeGop(round == 7 ? 300'000 : 3000);
-        Deliver(first.media, gop);
-        ExpectFrames(second.media, gop);
-        if (round == 10)
-            first.Monitor("Start"); // changes nothing
-    }
-}
-
 TEST_F(LiveView, AStreamReachesThoseWhoClaimedAndStartedIt)
 {
     Watcher main("Main");
