@@ -23,8 +23,6 @@ class ServerProcess {
     void WaitForLog(const std::string& text, int times = 1) const { WaitFor(log_, text, times); }
     void WaitForOutput(const std::string& text, int times = 1) const { WaitFor(output_, text, times); }
     [[nodiscard]] int CountLog(const std::string& text) const;
-    [[nodiscard]] std::string LogFrom(size_t begin) const; // a position in bytes
-    [[nodiscard]] size_t LogBytes() const;
     [[nodiscard]] int CountOutput(const std::string& text) const;
     void ForgetWritten(); // of both
 
