@@ -2,21 +2,11 @@
 # The fence of docs/fence.nft keeps strangers out and recorders in. Runs in the sandbox:
 # tests/sandbox.sh tests/fence_scene.sh PROGRAMS CLIPS; VELMORA_SERVER names another server to try.
 set -eu
-programs=$1 clips=$2 stranger=192.0.2.66
-work=$(mktemp -d)
-"$programs/velmora-bench-camera" --clips "$clips" --server "${VELMORA_SERVER:-$programs/Velmora_server}" > "$work/camera.log" 2>&1 &
-bench=$!
-trap 'kill $bench; wait $bench || true; rm -r "$work"' EXIT
+# shellcheck source=tests/scene.sh
+. "${0%/*}/scene.sh"
+stranger=192.0.2.66
+start_camera "${@:3}"
 
-recorder() {
-    on-recorder-side timeout 5 "$programs/velmora" "$@"
-}
-fail() {
-    echo "fence_scene.sh: $*" >&2
-    nft list ruleset >&2
-    tail -20 "$work/camera.log" >&2
-    exit 1
-}
 dropped() { # RULE: packets that it dropped
     nft list table inet velmora_fence | sed -n "s/.*$1.*counter packets \([0-9]*\) .*/\1/p"
 }
@@ -28,11 +18,6 @@ ask_as() { # ADDRESS: the other end of the cable gets it
 reachable() { # PORT
     on-recorder-side timeout 2 bash -c "exec 3<> /dev/tcp/$CAMERA/$1" 2> /dev/null
 }
-for _ in $(seq 300); do # until the server listens
-    recorder time "$CAMERA" > /dev/null 2>&1 && break
-    kill -0 $bench || fail 'the bench camera ended'
-    sleep 0.1
-done
 ask_as $stranger
 for port in 9000 414; do
     reachable $port || fail "without a fence a stranger does not reach port $port"

@@ -4,26 +4,9 @@
 # Runs in the sandbox: tests/sandbox.sh tests/recorder_scene.sh PROGRAMS CLIPS; VELMORA_SERVER names another
 # server to try.
 set -eu
-programs=$1 clips=$2
-work=$(mktemp -d)
-"$programs/velmora-bench-camera" --apply-network --state "$work/state.json" --clips "$clips" \
-    --server "${VELMORA_SERVER:-$programs/Velmora_server}" > "$work/camera.log" 2>&1 &
-bench=$!
-trap 'kill $bench; wait $bench || true; rm -r "$work"' EXIT
-
-recorder() {
-    on-recorder-side "$programs/velmora" "$@"
-}
-fail() {
-    echo "recorder_scene.sh: $*" >&2
-    tail -40 "$work/camera.log" >&2
-    exit 1
-}
-for _ in $(seq 300); do # until the server listens
-    recorder time "$CAMERA" > /dev/null 2>&1 && break
-    kill -0 $bench || fail 'the bench camera ended'
-    sleep 0.1
-done
+# shellcheck source=tests/scene.sh
+. "${0%/*}/scene.sh"
+start_camera --apply-network --state "$work/state.json"
 
 recorder discover --timeout 2 | grep -q "^$CAMERA .*02:00:5E:A1:B2:C3" || fail 'not found'
 recorder get "$CAMERA" --all -o "$work/before.json"
@@ -50,5 +33,4 @@ cmp "$work/before.json" "$work/after.json" || fail 'not restored'
 # Its address is changed by a search too, whether it is named by what it has or by its MAC.
 recorder set-address "$CAMERA" --address $moved | grep -q "is at $moved" || fail 'not moved by its address'
 recorder set-address 02:00:5e:a1:b2:c3 --address "$CAMERA" | grep -q "is at $CAMERA" || fail 'not moved by its MAC'
-grep -E 'ERROR: (Address|Leak)|WARNING: ThreadSanitizer|runtime error' "$work/camera.log" && fail 'a sanitizer complains'
-exit 0
+expect_no_complaint

@@ -2,17 +2,17 @@
 # Runs a command on a camera of its own, made of Linux namespaces; needs no privileges beyond creating
 # them, and leaves nothing behind however the command ends.
 #
-#   tests/sandbox.sh [--no-link] [--resolv TEXT] [--sdcard] [--real-killall] [--] COMMAND...
+#   tests/sandbox.sh [--sdcard] [--real-killall] [--] COMMAND...
 #
-# Inside are: an interface eth0 (192.0.2.10/24, 02:00:5E:A1:B2:C3, default route, link up unless
-# --no-link), System V keys and ports that collide with nobody's, empty /var/cfg and /param, a name server
+# Inside are: an interface eth0 (192.0.2.10/24, 02:00:5E:A1:B2:C3, default route, link up),
+# System V keys and ports that collide with nobody's, empty /var/cfg and /param, a name server
 # that does not exist (192.0.2.53) and a clock that cannot be set.
 # `reboot`, `sync` and `killall` only write their names and arguments to $SANDBOX/calls. Recorders live
 # at the other end of eth0, in a network namespace of their own (192.0.2.1/24):
 #
 #   on-recorder-side COMMAND...        (from inside) runs the command there
 #
-# --resolv gives /etc/resolv.conf this text instead; --sdcard makes /dev/mmcblk0p1 and /media/SDCard exist;
+# --sdcard makes /dev/mmcblk0p1 and /media/SDCard exist;
 # --real-killall leaves killall alone, which finds the sandbox's own processes and no others.
 set -eu
 
@@ -24,11 +24,9 @@ if [ "${1-}" != --inside ]; then
 fi
 shift
 
-link=1 resolv=$'nameserver 192.0.2.53\nnameserver 192.0.2.54\n' sdcard='' recorded='reboot sync killall'
+sdcard='' recorded='reboot sync killall'
 while [ $# -gt 0 ]; do
     case $1 in
-        --no-link) link='' ;;
-        --resolv) resolv=$2 && shift ;;
         --sdcard) sdcard=1 ;;
         --real-killall) recorded='reboot sync' ;;
         --) shift && break ;;
@@ -76,8 +74,8 @@ else
 fi
 mkdir -p $root/proc $root/mnt $root/media $root/param $root/var/cfg $root/sandbox/bin
 mount -t proc proc $root/proc
-if [ -n "$resolv" ] && [ -e /etc/resolv.conf ]; then
-    printf '%s' "$resolv" > $root/sandbox/resolv.conf
+if [ -e /etc/resolv.conf ]; then
+    printf 'nameserver 192.0.2.53\nnameserver 192.0.2.54\n' > $root/sandbox/resolv.conf
     mount --bind $root/sandbox/resolv.conf "$(readlink -f /etc/resolv.conf | sed "s|^|$root|")"
 fi
 
@@ -103,12 +101,10 @@ ip link set recorder0 netns /proc/self/fd/9
 exec 9<&-
 ip addr add $camera/24 brd + dev eth0
 ip link set eth0 up
-if [ -n "$link" ]; then
-    nsenter --net=$root/sandbox/recorder.ns ip link set recorder0 up
-    ip route add default via $recorder
-fi
+nsenter --net=$root/sandbox/recorder.ns ip link set recorder0 up
+ip route add default via $recorder
 nsenter --net=$root/sandbox/recorder.ns ip addr add $recorder/24 brd + dev recorder0
-nsenter --net=$root/sandbox/recorder.ns ip route add default via $camera 2> /dev/null || true
+nsenter --net=$root/sandbox/recorder.ns ip route add default via $camera
 
 directory=$PWD
 export SANDBOX=/sandbox CAMERA=$camera RECORDER=$recorder PATH=/sandbox/bin:$PATH

@@ -4,23 +4,15 @@
 # Runs in the sandbox: tests/sandbox.sh tests/stress_scene.sh PROGRAMS CLIPS ROW; VELMORA_SERVER names
 # another server to try, VELMORA_SLOWNESS how many times as long it may take.
 set -euo pipefail
-programs=$1 clips=$2 row=$3
+row=$3
 slowness=${VELMORA_SLOWNESS:-1}
-table=$(dirname "$0")/e2e/data/stress.tsv
+table=${0%/*}/e2e/data/stress.tsv
 IFS=$'\t' read -r _ _ hook most_cpu most_lines arguments < <(grep -P "^$row\t" "$table")
+# shellcheck source=tests/scene.sh
+. "${0%/*}/scene.sh"
 
-work=$(mktemp -d)
-"$programs/velmora-bench-camera" --clips "$clips" \
-    --server "${VELMORA_SERVER:-$programs/Velmora_server}" > "$work/camera.log" 2>&1 &
-bench=$!
-trap 'kill "$bench"; wait "$bench" || true; rm -r "$work"' EXIT
-fail() {
-    echo "stress_scene.sh: $row: $*" >&2
-    tail -20 "$work/camera.log" | cut -c1-200 >&2
-    exit 1
-}
 stress() {
-    on-recorder-side "$programs/velmora" stress "$CAMERA" --timeout 100 "$@"
+    recorder stress "$CAMERA" --timeout 100 "$@"
 }
 descriptors() { find "/proc/$server/fd" -mindepth 1 | wc -l; }
 cpu_ms() { awk '{ print ($14 + $15) * 10 }' "/proc/$server/stat"; }
@@ -55,11 +47,7 @@ play_hook() {
     esac
 }
 
-for _ in $(seq 300); do # until the server listens
-    on-recorder-side "$programs/velmora" time "$CAMERA" > /dev/null 2>&1 && break
-    kill -0 $bench || fail 'the bench camera ended'
-    sleep 0.1
-done
+start_camera "${@:4}"
 server=$(pgrep -P $bench Velmora_server)
 stress none --calm 0 --seconds 1 --after 0 > /dev/null # by now all that is opened once is open
 before=0
@@ -100,6 +88,4 @@ done
 [ "$(descriptors)" -le "$before" ] || fail "$(descriptors) descriptors, $before before"
 [ -z "$expected" ] || grep -aqF "$expected" "$work/camera.log" || fail "the log does not say '$expected'"
 [ "$(find "/proc/$server/task" -mindepth 1 -maxdepth 1 | wc -l)" -eq "$threads" ] || fail 'other threads than before'
-grep -aE 'ERROR: (Address|Leak)|WARNING: ThreadSanitizer|runtime error' "$work/camera.log" &&
-    fail 'a sanitizer complains'
-exit 0
+expect_no_complaint

@@ -1,58 +1,10 @@
-// The sixteen places for connections, who loses one, and that nothing is left of those who came and went.
+// Who loses his connection for his silence.
 
 #include "tests/e2e/harness/camera_test.h"
 
 namespace {
 
-constexpr auto kAccepted = "A stupid connect!ip = ";
-
 using Connections = RunningCamera;
-
-TEST_F(Connections, TheSeventeenthIsAcceptedWhenAPlaceIsFree)
-{
-    std::vector<ProtocolClient> clients;
-    for (int i = 0; i < 16; i++) {
-        clients.emplace_back();
-        server->WaitForLog(kAccepted, i + 1);
-    }
-    ProtocolClient late;
-    late.Send(kKeepaliveReq);
-    server->WaitForLog("Connect over MAX_CONNECT_NUM", 2); // once a second
-    EXPECT_EQ(server->CountLog(kAccepted), 16);
-    EXPECT_FALSE(late.HasInput());
-    for (ProtocolClient& client : clients)
-        EXPECT_NE(client.Login(), 0U);
-
-    clients[4].Close();
-    late.ReceiveReply(kKeepaliveReply);
-    server->WaitForLog(": Remove 4 fd "); // its place, the lowest free one, is the late one's
-    late.Close();
-    server->WaitForLog(": Remove 4 fd ", 2);
-}
-
-TEST_F(Connections, NothingIsLeftOfThoseWhoCameAndWent)
-{
-    ProtocolClient stays;
-    stays.Login();
-    media->WaitForQueries(); // by now all of the server's threads run
-    const size_t descriptors = server->CountEntries("fd");
-    const size_t threads = server->CountEntries("task");
-    for (int round = 0; round < 20; round++) {
-        std::vector<ProtocolClient> clients(10);
-        for (size_t i = 0; i < clients.size(); i++) {
-            clients[i].Login();
-            if (i % 3 == 1)
-                clients[i].SendBytes(clients[i].Request(kLoginReq, "part", 100)); // the rest never comes
-            if (i % 2 == 1)
-                clients[i].Abort();
-        }
-        clients.clear();
-        server->WaitForLog("Command disconnect", 10 * (round + 1));
-    }
-    stays.Ask(kKeepaliveReq);
-    WaitUntil("descriptors to be closed", [&] { return server->CountEntries("fd") == descriptors; });
-    EXPECT_EQ(server->CountEntries("task"), threads);
-}
 
 TEST_F(Connections, OneThatIsSilentForThirtySecondsEndsItsSession)
 {

@@ -1,4 +1,4 @@
-// The sibling processes come late, die and come back: the server waits, and goes on where they do.
+// The sibling processes come late: the server waits for them.
 
 #include <sys/msg.h>
 #include <sys/shm.h>
@@ -36,26 +36,6 @@ TEST_F(Hosts, AnEncoderHostMayComeLaterThanTheServer)
     Watcher extra("Extra");
     Deliver(watcher.media);
     Deliver(extra.media, MakeGop(), kSecondStream);
-}
-
-TEST_F(Hosts, AnEncoderHostMayDieAndComeBack)
-{
-    const struct {
-        uint32_t firstSerial;
-        bool insideAQuery;
-    } rows[] = {{1'000'000, false}, {2'000'000, true}, {1, false}};
-    StartServer();
-    Watcher watcher;
-    for (const auto& row : rows) {
-        SCOPED_TRACE(row.firstSerial);
-        ASSERT_NO_FATAL_FAILURE(Deliver(watcher.media));
-        if (row.insideAQuery) // the reader asks when nothing has come for 250 ms
-            media->TakeQueryAndFallSilent();
-        media.reset(); // queue and rings are gone
-        WaitUntil("the server to miss it", [] { return msgget(kPositionQueueKey, 0) >= 0; });
-        media.emplace(row.firstSerial);
-        ASSERT_NO_FATAL_FAILURE(Deliver(watcher.media));
-    }
 }
 
 } // namespace

@@ -2,11 +2,8 @@
 // frames, and it is back at the first true key frame.
 
 #include <atomic>
-#include <fstream>
-#include <sstream>
-#include <thread>
+#include <future>
 
-#include "hosts/process_runner.h"
 #include "tests/e2e/harness/camera_test.h"
 #include "tests/hosts/clip.h"
 
@@ -15,41 +12,17 @@ namespace {
 constexpr std::chrono::seconds kBackWithin{2};
 constexpr int kTrueFrames = 20;
 
-// Reads one frame, whose messages must be those of a whole frame. Returns it behind its sub-header.
-std::string ReadFrame(MediaReader& reader, std::string_view* kind)
-{
-    std::string frame = reader.ReadMessage();
-    for (const std::string_view known : {"\0\0\1\xFC"sv, "\0\0\1\xFD"sv, "\0\0\1\xFA"sv})
-        if (frame.starts_with(known))
-            *kind = known;
-    if (frame.size() < 8 || !frame.starts_with(*kind))
-        throw std::runtime_error("a frame without a sub-header");
-    const bool isAudio = *kind == "\0\0\1\xFA"sv;
-    const size_t subHeaderBytes = *kind == "\0\0\1\xFC"sv ? 16 : 8;
-    const size_t length =
-        isAudio ? LoadLe<uint16_t>(frame.data() + 6) : LoadLe<uint32_t>(frame.data() + subHeaderBytes - 4);
-    const size_t limit = isAudio ? 168 : 32768;
-    for (size_t last = frame.size(); frame.size() < subHeaderBytes + length; last = frame.size()) {
-        frame += reader.ReadMessage();
-        if (frame.size() - last > limit || (last % limit) != 0)
-            throw std::runtime_error("a frame that is cut wrongly");
-    }
-    EXPECT_EQ(frame.size(), subHeaderBytes + length);
-    return frame.substr(subHeaderBytes);
-}
-
 // Reads on until, once the host is true, a true key frame is followed by true video frames alone; returns
 // when it had come.
 Clock::time_point AwaitTruth(MediaReader& reader, const std::atomic<bool>& isTrue)
 {
     Clock::time_point keyFrameAt{};
     for (int count = 0; count < kTrueFrames;) {
-        std::string_view kind = "none";
-        const std::string frame = ReadFrame(reader, &kind);
-        if (kind == "\0\0\1\xFA"sv)
+        const auto& [subHeader, frame] = reader.ReadFrame();
+        if (subHeader.starts_with(kAudioMark))
             continue;
         const bool isLie = frame.size() < 8 || frame.compare(5, 3, "lie") == 0;
-        if (isTrue && !isLie && count == 0 && kind == "\0\0\1\xFC"sv)
+        if (isTrue && !isLie && count == 0 && subHeader.starts_with(kKeyFrameMark))
             keyFrameAt = Clock::now();
         count = isLie || keyFrameAt == Clock::time_point{} ? 0 : count + 1;
     }
@@ -62,26 +35,12 @@ class Lies : public Camera {
     {
         media.reset();
         parameters.reset();
-        camera_.Start();
-        WaitForOutput("ready");
+        camera.WaitForOutput("ready");
     }
-    void WaitForOutput(const std::string& text)
-    {
-        WaitUntil("the bench camera to write '" + text + "'", [&] {
-            std::stringstream output;
-            output << std::ifstream(output_).rdbuf();
-            return output.str().find(text) != std::string::npos;
-        });
-    }
-
-    const Clip clip_{50, 64};
-    const std::string output_ = clip_.path() + ".output";
-    ProcessRunner camera_{"/bin/sh",
-                          {"sh", "-c",
-                           "exec " VELMORA_BENCH_CAMERA " --main " + clip_.path() + " --second " +
-                               clip_.path() + " --lie " + std::to_string(4 + 2 * Slowness()) + ",20 > " +
-                               output_},
-                          AtEnd::kLeave};
+    const Clip clip{50, 64};
+    const ServerProcess camera{
+        {"--main", clip.path(), "--second", clip.path(), "--lie", std::to_string(4 + 2 * Slowness()) + ",20"},
+        VELMORA_BENCH_CAMERA};
 };
 
 TEST_F(Lies, WatchersGetWholeFramesAndTheTruthWithinTwoSeconds)
@@ -90,30 +49,19 @@ TEST_F(Lies, WatchersGetWholeFramesAndTheTruthWithinTwoSeconds)
     Watcher watcher;
     Watcher extra("Extra");
     MediaReader* const readers[] = {&watcher.media, &extra.media};
-    Clock::time_point backAt[2];
-    std::string failure[2];
     std::atomic<bool> isTrue[2];
-    std::thread threads[2];
+    std::future<Clock::time_point> backAt[2];
     for (int i = 0; i < 2; i++)
-        threads[i] = std::thread([&, i] {
-            try {
-                backAt[i] = AwaitTruth(*readers[i], isTrue[i]);
-            } catch (const std::runtime_error& error) {
-                failure[i] = error.what();
-            }
-        });
+        backAt[i] = std::async(std::launch::async, AwaitTruth, std::ref(*readers[i]), std::cref(isTrue[i]));
     Clock::time_point truthAt[2];
     const char* const names[] = {"main stream tells", "second stream tells"};
     for (int i = 0; i < 2; i++) { // both at nearly the same time
-        WaitForOutput(names[i]);
+        camera.WaitForOutput(names[i]);
         truthAt[i] = Clock::now();
         isTrue[i] = true;
     }
-    for (int i = 0; i < 2; i++) {
-        threads[i].join();
-        EXPECT_EQ(failure[i], "") << "stream " << i;
-        EXPECT_LE(backAt[i] - truthAt[i], Patience(kBackWithin)) << "stream " << i;
-    }
+    for (int i = 0; i < 2; i++)
+        EXPECT_LE(backAt[i].get() - truthAt[i], Patience(kBackWithin)) << "stream " << i;
 }
 
 } // namespace

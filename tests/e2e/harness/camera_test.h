@@ -30,6 +30,19 @@ class Camera : public testing::Test {
         media->Publish(stream, frames);
         ExpectFrames(reader, frames);
     }
+    // The reply to a request on this connection; none is empty. The server takes one read for one message, so
+    // the request that shows that there was no reply waits until this one was read.
+    std::string Exchange(ProtocolClient& client, uint16_t id, const std::string& body, bool isAnswered)
+    {
+        const std::string wasRead = " cmd = " + std::to_string(id) + " data len = ";
+        const int before = isAnswered ? 0 : server->CountLog(wasRead);
+        client.Send(id, body);
+        if (isAnswered)
+            return client.ReceiveReply(static_cast<uint16_t>(id + 1)).body;
+        server->WaitForLog(wasRead, before + 1);
+        client.Ask(kKeepaliveReq);
+        return {};
+    }
     void TearDown() override
     {
         if (server)

@@ -41,7 +41,7 @@ void Write(uint8_t* record, DataInfo header, std::string_view payload = {})
 
 } // namespace
 
-FakeMediaHost::FakeMediaHost(uint32_t firstSerial) : queue_(IpcMsgInit(kPositionQueueKey, kPositionQueueMode))
+FakeMediaHost::FakeMediaHost() : queue_(IpcMsgInit(kPositionQueueKey, kPositionQueueMode))
 {
     for (uint32_t stream = 0; stream < rings_.size(); stream++) {
         Ring& ring = rings_[stream];
@@ -50,8 +50,7 @@ FakeMediaHost::FakeMediaHost(uint32_t firstSerial) : queue_(IpcMsgInit(kPosition
         if (!ring.memory || queue_ < 0)
             throw std::runtime_error("no ring; run in tests/sandbox.sh");
         memset(ring.memory.get(), 0, kRings[stream].ulSegmentBytes);
-        ring.serial = firstSerial - 1;
-        Write(ring.memory.get(), Header(firstSerial, kUnfinished));
+        Write(ring.memory.get(), Header(1, kUnfinished));
     }
     answering_ = std::thread(&FakeMediaHost::AnswerQueries, this);
 }
@@ -74,17 +73,10 @@ void FakeMediaHost::Publish(uint32_t stream, const std::vector<Frame>& frames)
     if (from + bytes <= kRings[stream].ulRingBytes)
         return PublishAt(stream, from, frames);
     PublishAt(stream, 0, frames);
-    ring.laps++;
     SetFlag(ring.memory.get() + from, kFlagWrap);
 }
 
 void FakeMediaHost::PublishAt(uint32_t stream, uint32_t position, const std::vector<Frame>& frames)
-{
-    Prepare(stream, position, frames);
-    Release(stream, position);
-}
-
-void FakeMediaHost::Prepare(uint32_t stream, uint32_t position, const std::vector<Frame>& frames)
 {
     Ring& ring = rings_[stream];
     // The first record has a flag that holds readers back until the rest is there.
@@ -101,16 +93,12 @@ void FakeMediaHost::Prepare(uint32_t stream, uint32_t position, const std::vecto
     Write(ring.memory.get() + at, Header(ring.serial + 1, kUnfinished));
     ring.position = at;
     ring.newestKey = key;
+    SetFlag(ring.memory.get() + position, kFlagFrame);
 }
 
-void FakeMediaHost::Release(uint32_t stream, uint32_t position)
+void FakeMediaHost::Put(uint32_t stream, const DataInfo& header)
 {
-    SetFlag(rings_[stream].memory.get() + position, kFlagFrame);
-}
-
-void FakeMediaHost::Put(uint32_t stream, const DataInfo& header, std::string_view payload)
-{
-    Write(rings_[stream].memory.get() + rings_[stream].position, header, payload);
+    Write(rings_[stream].memory.get() + rings_[stream].position, header);
 }
 
 DataInfo FakeMediaHost::At(uint32_t stream, uint32_t position) const
@@ -124,12 +112,6 @@ void FakeMediaHost::WaitForQueries() const
     WaitUntil("both readers' queries", [&] { return rings_[0].hasQueried && rings_[1].hasQueried; });
 }
 
-void FakeMediaHost::TakeQueryAndFallSilent()
-{
-    isSilent_ = true;
-    WaitUntil("a position query", [&] { return hasForgotten_.load(); });
-}
-
 void FakeMediaHost::AnswerQueries()
 {
     PositionMessage message{};
@@ -139,9 +121,6 @@ void FakeMediaHost::AnswerQueries()
         message.word[kWordResult] =
             message.word[kWordCommand] == kQueryKeyFrame ? ring.newestKey : ring.position;
         ring.hasQueried = true;
-        if (isSilent_ && &ring == &rings_[kMainStream])
-            hasForgotten_ = true;
-        else
-            msgsnd(queue_, &message, PositionMessage::kTextBytes, 0);
+        msgsnd(queue_, &message, PositionMessage::kTextBytes, 0);
     }
 }

@@ -13,7 +13,7 @@
 
 class FakeMediaHost {
   public:
-    explicit FakeMediaHost(uint32_t firstSerial = 1);
+    FakeMediaHost();
     ~FakeMediaHost(); // removes queue and segments
     FakeMediaHost(const FakeMediaHost&) = delete;
     FakeMediaHost& operator=(const FakeMediaHost&) = delete;
@@ -22,17 +22,11 @@ class FakeMediaHost {
     void Publish(uint32_t stream, const std::vector<Frame>& frames);
     // The same from this position on; whatever lies at the old position stays as it is.
     void PublishAt(uint32_t stream, uint32_t position, const std::vector<Frame>& frames);
-    // Its two halves: writes everything but the first record's flag, and writes that flag.
-    void Prepare(uint32_t stream, uint32_t position, const std::vector<Frame>& frames);
-    void Release(uint32_t stream, uint32_t position);
     // Puts a record where the next one was announced, its flag last; the place stays the next one.
-    void Put(uint32_t stream, const DataInfo& header, std::string_view payload = {});
+    void Put(uint32_t stream, const DataInfo& header);
     [[nodiscard]] DataInfo At(uint32_t stream, uint32_t position) const; // copy of the header there
     [[nodiscard]] uint32_t position(uint32_t stream) const { return rings_[stream].position; }
-    [[nodiscard]] uint32_t laps(uint32_t stream) const { return rings_[stream].laps; }
-
-    void TakeQueryAndFallSilent(); // takes the main stream's queries from now on, and forgets them
-    void WaitForQueries() const;   // until the readers of both streams have asked
+    void WaitForQueries() const; // until the readers of both streams have asked
 
   private:
     struct Ring {
@@ -40,7 +34,6 @@ class FakeMediaHost {
         ShmAttachment memory;
         std::atomic<uint32_t> position = 0; // of the announced record
         uint32_t serial = 0;                // of the last one published
-        uint32_t laps = 0;
         std::atomic<uint32_t> newestKey = 0;
         std::atomic<bool> hasQueried = false; // its reader, since this host runs
     };
@@ -48,6 +41,5 @@ class FakeMediaHost {
 
     std::array<Ring, 3> rings_;
     int queue_;
-    std::atomic<bool> isSilent_ = false, hasForgotten_ = false;
     std::thread answering_;
 };

@@ -20,13 +20,17 @@ MessageHeader MakeHeader(uint8_t kind, uint32_t session, uint32_t sequence, uint
 
 } // namespace
 
+ProtocolClient::ProtocolClient(UniqueFd connected) : fd_(std::move(connected))
+{
+    const timeval patience{std::chrono::duration_cast<std::chrono::seconds>(Patience()).count(), 0};
+    setsockopt(fd_.get(), SOL_SOCKET, SO_RCVTIMEO, &patience, sizeof patience);
+}
+
 ProtocolClient::ProtocolClient(uint16_t port, int receiveBuffer)
-    : fd_(socket(AF_INET, SOCK_STREAM | SOCK_CLOEXEC, 0))
+    : ProtocolClient(UniqueFd(socket(AF_INET, SOCK_STREAM | SOCK_CLOEXEC, 0)))
 {
     const int on = 1;
     setsockopt(fd_.get(), IPPROTO_TCP, TCP_NODELAY, &on, sizeof on);
-    const timeval patience{std::chrono::duration_cast<std::chrono::seconds>(Patience()).count(), 0};
-    setsockopt(fd_.get(), SOL_SOCKET, SO_RCVTIMEO, &patience, sizeof patience);
     if (receiveBuffer > 0)
         setsockopt(fd_.get(), SOL_SOCKET, SO_RCVBUF, &receiveBuffer, sizeof receiveBuffer);
     sockaddr_in address{};
@@ -50,20 +54,21 @@ void ProtocolClient::SendBytes(std::string_view bytes)
         throw std::runtime_error(std::string("cannot send: ") + strerror(errno));
 }
 
-void ProtocolClient::ReadExactly(void* to, size_t bytes)
+void ProtocolClient::ReadExactly(void* to, size_t bytes, int flags)
 {
-    if (bytes > 0 && recv(fd_.get(), to, bytes, MSG_WAITALL) != static_cast<ssize_t>(bytes))
+    if (recv(fd_.get(), to, bytes, MSG_WAITALL | flags) != static_cast<ssize_t>(bytes))
         throw std::runtime_error("neither the rest of a message nor the next one came");
 }
 
 Message ProtocolClient::Receive()
 {
     Message message{};
-    ReadExactly(&message.header, sizeof message.header);
+    ReadExactly(&message.header, sizeof message.header, MSG_PEEK); // a datagram is read in one piece
     if (message.header.ulBodyLength > 0x10000)
         throw std::runtime_error("a body of " + std::to_string(message.header.ulBodyLength) + " bytes");
-    message.body.resize(message.header.ulBodyLength);
+    message.body.resize(sizeof message.header + message.header.ulBodyLength);
     ReadExactly(message.body.data(), message.body.size());
+    message.body.erase(0, sizeof message.header);
     return message;
 }
 
@@ -116,13 +121,6 @@ bool ProtocolClient::HasInput() const
     return poll(&readable, 1, 0) > 0;
 }
 
-void ProtocolClient::Abort()
-{
-    const linger reset{1, 0};
-    setsockopt(fd_.get(), SOL_SOCKET, SO_LINGER, &reset, sizeof reset);
-    fd_.reset();
-}
-
 std::string MonitorBody(std::string_view action, std::string_view stream)
 {
     return R"({"Name":"OPMonitor","OPMonitor":{"Action":")" + std::string(action) +
@@ -147,28 +145,38 @@ std::string MediaReader::ReadMessage()
     return message.body;
 }
 
+ReceivedFrame MediaReader::ReadFrame(std::optional<size_t> bytes)
+{
+    std::string frame = ReadMessage();
+    const bool isAudio = frame.starts_with(kAudioMark);
+    const bool isKeyFrame = frame.starts_with(kKeyFrameMark);
+    const size_t begin = isKeyFrame ? 16 : 8;
+    if (frame.size() < begin || !(isAudio || isKeyFrame || frame.starts_with(kFrameMark)))
+        throw std::runtime_error("a frame without a sub-header");
+    const size_t said =
+        isAudio ? LoadLe<uint16_t>(frame.data() + 6) : LoadLe<uint32_t>(frame.data() + begin - 4);
+    EXPECT_EQ(said, isAudio ? static_cast<uint16_t>(bytes.value_or(said)) : bytes.value_or(said));
+    const size_t limit = isAudio ? 168 : 32768;
+    const size_t end = begin + bytes.value_or(said);
+    for (size_t due = std::min(limit, end);; due = std::min(due + limit, end)) {
+        if (frame.size() != due)
+            throw std::runtime_error(std::to_string(frame.size()) + " bytes of a frame of " +
+                                     std::to_string(end) + ", not " + std::to_string(due));
+        if (due == end)
+            return {frame.substr(0, begin), frame.substr(begin)};
+        frame += ReadMessage();
+    }
+}
+
 std::string ExpectFrame(MediaReader& reader, const Frame& frame)
 {
-    const bool isAudio = frame.source == kSourceAudio;
-    const size_t subHeaderBytes = IsKeyFrame(frame) ? 16 : 8;
-    const size_t limit = isAudio ? 168 : 32768;
-    std::string received;
-    for (const size_t all = subHeaderBytes + frame.bytes.size(); received.size() < all;) {
-        const std::string body = reader.ReadMessage();
-        if (body.size() != std::min(limit, all - received.size()))
-            throw std::runtime_error("a message of " + std::to_string(body.size()) + " bytes behind " +
-                                     std::to_string(received.size()) + " of " + std::to_string(all));
-        received += body;
-    }
-    EXPECT_EQ(received.substr(0, 4), isAudio             ? "\0\0\1\xFA"sv
-                                     : IsKeyFrame(frame) ? "\0\0\1\xFC"sv
-                                                         : "\0\0\1\xFD"sv);
-    EXPECT_EQ(isAudio ? LoadLe<uint16_t>(received.data() + 6)
-                      : LoadLe<uint32_t>(received.data() + subHeaderBytes - 4),
-              isAudio ? static_cast<uint16_t>(frame.bytes.size()) : frame.bytes.size());
-    // Not printed whole: frames are large.
-    EXPECT_TRUE(received.compare(subHeaderBytes, std::string::npos, frame.bytes) == 0) << "other bytes";
-    return received.substr(0, subHeaderBytes);
+    const ReceivedFrame received = reader.ReadFrame(frame.bytes.size());
+    const auto mark = frame.source == kSourceAudio ? kAudioMark
+                      : IsKeyFrame(frame)          ? kKeyFrameMark
+                                                   : kFrameMark;
+    EXPECT_TRUE(received.subHeader.starts_with(mark));
+    EXPECT_TRUE(received.bytes == frame.bytes) << "other bytes"; // not printed whole: frames are large
+    return received.subHeader;
 }
 
 void ExpectFrames(MediaReader& reader, const std::vector<Frame>& frames)

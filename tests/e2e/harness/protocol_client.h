@@ -23,6 +23,7 @@ struct Message {
 class ProtocolClient {
   public:
     explicit ProtocolClient(uint16_t port = kServerPort, int receiveBuffer = 0);
+    explicit ProtocolClient(UniqueFd connected); // of any kind
 
     // A request's bytes with the session and the next sequence number; `announced` replaces the body length.
     std::string Request(uint16_t id, std::string_view body = {}, std::optional<uint32_t> announced = {});
@@ -38,14 +39,17 @@ class ProtocolClient {
     void WaitUntilClosed();                    // by the server; what arrives before is dropped
     [[nodiscard]] bool HasInput() const;       // something has arrived, or the connection is closed
     void Close() { fd_.reset(); }
-    void Abort(); // closes with a reset, whatever is unread
 
     uint32_t session = 0;
     uint32_t sequence = 0x12345678;
 
   private:
-    void ReadExactly(void* to, size_t bytes);
+    void ReadExactly(void* to, size_t bytes, int flags = 0);
     UniqueFd fd_;
+};
+
+struct ReceivedFrame {
+    std::string subHeader, bytes;
 };
 
 // A claimed media connection. Checks every message's header to the byte: its session, and its sequence
@@ -54,6 +58,9 @@ class MediaReader {
   public:
     MediaReader(uint32_t session, std::string_view stream, int receiveBuffer = 0);
     std::string ReadMessage(); // the body of one message
+    // The next frame, cut into messages as it must be. So many bytes if given: what its sub-header says is
+    // cut.
+    ReceivedFrame ReadFrame(std::optional<size_t> bytes = {});
     ProtocolClient client;
 
   private:
@@ -74,7 +81,11 @@ struct Watcher {
     MediaReader media;
 };
 
-// The next frame that arrives is this one, cut into messages as it must be. Returns its sub-header.
+inline constexpr auto kKeyFrameMark = "\0\0\1\xFC"sv; // begins a sub-header
+inline constexpr auto kFrameMark = "\0\0\1\xFD"sv;
+inline constexpr auto kAudioMark = "\0\0\1\xFA"sv;
+
+// The next frame that arrives is this one. Returns its sub-header.
 std::string ExpectFrame(MediaReader& reader, const Frame& frame);
 // The next frames that arrive are exactly these.
 void ExpectFrames(MediaReader& reader, const std::vector<Frame>& frames);

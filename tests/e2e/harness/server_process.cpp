@@ -15,13 +15,10 @@
 
 namespace {
 
-std::string Contents(const UniqueFd& file, size_t begin = 0)
+std::string Contents(const UniqueFd& file)
 {
-    std::string text;
-    char bytes[65536];
-    while (const ssize_t count =
-               pread(file.get(), bytes, sizeof bytes, static_cast<off_t>(begin + text.size())))
-        text.append(bytes, static_cast<size_t>(count));
+    std::string text(static_cast<size_t>(lseek(file.get(), 0, SEEK_END)), 0); // moves nobody: all append
+    text.resize(static_cast<size_t>(std::max(pread(file.get(), text.data(), text.size(), 0), ssize_t{0})));
     return text;
 }
 
@@ -80,16 +77,6 @@ int ServerProcess::CountLog(const std::string& text) const
     return CountOf(Contents(log_), text);
 }
 
-std::string ServerProcess::LogFrom(size_t begin) const
-{
-    return Contents(log_, begin);
-}
-
-size_t ServerProcess::LogBytes() const
-{
-    return static_cast<size_t>(lseek(log_.get(), 0, SEEK_END)); // moves nobody: all append
-}
-
 void ServerProcess::WaitUntilStopped() const
 {
     siginfo_t stop{};
@@ -122,16 +109,6 @@ size_t ServerProcess::CountEntries(const char* directory) const
 {
     const std::filesystem::directory_iterator entries("/proc/" + std::to_string(pid_) + "/" + directory);
     return static_cast<size_t>(std::distance(begin(entries), end(entries)));
-}
-
-size_t ServerProcess::MemoryKb() const
-{
-    std::ifstream status("/proc/" + std::to_string(pid_) + "/status");
-    size_t kilobytes = 0;
-    for (std::string word; status >> word && word != "RssAnon:";) {
-    }
-    status >> kilobytes;
-    return kilobytes;
 }
 
 void ServerProcess::ExpectHealthy()

@@ -23,8 +23,6 @@ class ServerProcess {
     void WaitForLog(const std::string& text, int times = 1) const { WaitFor(log_, text, times); }
     void WaitForOutput(const std::string& text, int times = 1) const { WaitFor(output_, text, times); }
     [[nodiscard]] int CountLog(const std::string& text) const;
-    [[nodiscard]] std::string LogFrom(size_t begin) const; // a position in bytes
-    [[nodiscard]] size_t LogBytes() const;
     [[nodiscard]] int CountOutput(const std::string& text) const;
     void ForgetWritten(); // of both
 
@@ -32,7 +30,6 @@ class ServerProcess {
     void WaitUntilStopped() const;                                  // by SIGSTOP
     int WaitForExit();                                              // its exit status
     [[nodiscard]] size_t CountEntries(const char* directory) const; // of its directory in /proc
-    [[nodiscard]] size_t MemoryKb() const;                          // of its own, in use
     // Fails the test if the server has died or a sanitizer has complained.
     void ExpectHealthy();
     [[nodiscard]] static const char* Path();
