@@ -97,7 +97,7 @@ class Handlers : public testing::TestWithParam<std::string> {
 
 TEST_P(Handlers, DoWhatTheirRowsSay)
 {
-    std::ifstream file(VELMORA_HANDLER_ROWS "/" + GetParam() + ".tsv");
+    std::ifstream file(VELMORA_ROWS "/" + GetParam() + ".tsv");
     int rows = 0;
     for (std::string line, mark, name; std::getline(file, line);) {
         SCOPED_TRACE(line);
