@@ -43,14 +43,4 @@ TEST(ParseResolution, PrintsTheEntriesOfStreamsThatHaveSizes)
                            "ffff///////LS_COMMON_ParseResolution N: 1: 320 240\n");
 }
 
-TEST(ParseSizeText, SplitsAtTheFirstX)
-{
-    char size[] = "1920x1080x7";
-    int32_t width = -1;
-    int32_t height = -1;
-    EXPECT_EQ(ParseSizeText(size, &width, &height), 0);
-    EXPECT_EQ(ParseSizeText(size, &width, &height), -1); // its "x" has gone
-    EXPECT_EQ(width * 10000 + height, 1920'1080);
-}
-
 } // namespace
