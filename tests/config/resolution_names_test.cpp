@@ -20,20 +20,11 @@ TEST(ResolutionNames, AreFoundByWidthAndThenByHeight)
 
 TEST(ResolutionNames, OfAStreamAreItsMask)
 {
-    const struct {
-        const char* combinations;
-        uint32_t main, second;
-    } cases[] = {
-        {"H265:352x576;H265:352x480;@H265:352x576,H265:320x240;H265:352x480,H265:320x240;@@", 0x2, 0x40},
-        {"H265:2560x1600;@H265:2560x1600,H265:1024x600;@@", 0, 0x4000000},
-        {"H265:1280x1280;@H265:1280x1280,H265:640x720;H265:1920x1200,H265:640x720;@@", 0xA000, 0x2000000},
-    };
-    for (const auto& c : cases) {
-        std::ofstream("/var/cfg/CustomTools.cfg")
-            << "[CustomToolCfg]\nCustomComboName=" << c.combinations << "\n";
-        Host().Set<uint8_t>({{1334, 1}}); // two streams
-        EXPECT_EQ(ResolutionCombo(1), c.second) << c.combinations;
-        EXPECT_EQ(ResolutionCombo(0), c.main) << c.combinations;
+    Host().Set<uint8_t>({{1334, 1}}); // two streams
+    for (const TableRow& row : ReadTable(VELMORA_ROWS "/masks.tsv", 3)) {
+        std::ofstream("/var/cfg/CustomTools.cfg") << "[CustomToolCfg]\nCustomComboName=" << row[0] << "\n";
+        EXPECT_EQ(ResolutionCombo(0), std::stoul(row[1], nullptr, 16)) << row[0];
+        EXPECT_EQ(ResolutionCombo(1), std::stoul(row[2], nullptr, 16)) << row[0];
     }
     unlink("/var/cfg/CustomTools.cfg");
     EXPECT_EQ(ResolutionCombo(0), 0x00144800U);

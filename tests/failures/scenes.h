@@ -3,11 +3,8 @@
 
 #include <arpa/inet.h>
 #include <fcntl.h>
-#include <signal.h>
 #include <sys/mman.h>
-#include <sys/prctl.h>
 
-#include <filesystem>
 #include <fstream>
 
 #include "camera/alarm_block.h"
@@ -110,15 +107,14 @@ class Scenes : public Camera {
     // The answer is broadcast, and the server hears it itself.
     void Search()
     {
-        const UniqueFd searcher(socket(AF_INET, SOCK_DGRAM | SOCK_CLOEXEC, 0));
-        const std::string request = ProtocolClient().Request(kDevSearchReq);
+        UniqueFd socketOfSearcher(socket(AF_INET, SOCK_DGRAM | SOCK_CLOEXEC, 0));
         const sockaddr_in camera{.sin_family = AF_INET,
                                  .sin_port = htons(kSearchPort),
                                  .sin_addr = {htonl(INADDR_LOOPBACK)},
                                  .sin_zero = {}};
+        connect(socketOfSearcher.get(), reinterpret_cast<const sockaddr*>(&camera), sizeof camera);
         const int before = server->CountLog("cmd = 1531");
-        sendto(searcher.get(), request.data(), request.size(), 0, reinterpret_cast<const sockaddr*>(&camera),
-               sizeof camera);
+        ProtocolClient(std::move(socketOfSearcher)).Send(kDevSearchReq);
         Await("the answer's echo", [&] { return server->CountLog("cmd = 1531") > before; });
     }
     void ReadConsole()
@@ -134,17 +130,15 @@ class Scenes : public Camera {
         }
         Await("its end", [&] { return server->CountOutput(": Command disconnect\n") > before; });
     }
-    // A process by that name alone, which is there until the test ends.
-    void StartSibling(const char* name)
+    // A process by that name alone, which is there until the test ends. An upgrade's signal does not end it.
+    void StartSibling(const std::string& name)
     {
-        const std::string program = std::string("/sandbox/bin/") + name;
-        if (std::exchange(hasSibling, true) || !std::filesystem::copy_file("/bin/sleep", program) ||
-            fork() != 0)
-            return;
-        prctl(PR_SET_PDEATHSIG, SIGKILL);
-        signal(SIGUSR2, SIG_IGN); // what an upgrade sends
-        execl(program.c_str(), name, "1000", nullptr);
-        _exit(127);
+        const std::string program = "/sandbox/bin/" + name;
+        const std::string command = "cp /bin/sleep " + program + " && (trap '' USR2; exec " + program +
+                                    " 1000) > /sandbox/sibling 2>&1 &";
+        if (!std::exchange(hasSibling, true)) {
+            ASSERT_EQ(std::system(command.c_str()), 0);
+        }
     }
     void Reboot()
     {

@@ -107,21 +107,6 @@ TEST_F(Network, ServesStopsAndStartsAgain)
     EXPECT_TRUE(log.Has("[Warn]: SendRecvSocketThread N fd exception: fd = "));
 }
 
-TEST_F(Network, GoesOnWithoutAListener)
-{
-    const UniqueFd occupant = OpenSocket(kPort + 1, bind);
-    for (const uint16_t port : {uint16_t{kPort + 1}, uint16_t{0}}) {
-        const TestConnection connection; // the receive thread serves whatever stands in the table
-        Start(port);
-        EXPECT_EQ(StartNetwork(port), 0); // already started: nothing happens
-        ExpectKeepaliveReply(connection.peer());
-        StopNetwork();
-        EXPECT_EQ(Receive(connection.peer()), "end");
-    }
-    EXPECT_TRUE(log.Has("[Error]: NetworkAccess.c CreateTcpSocket N: Bind error. errno = 98\n"));
-    EXPECT_FALSE(log.Has("ListenSocketThread"));
-}
-
 // Answers with as many bytes as the header announces for the body.
 int AnswerAtLength(int, const uint8_t* request, int requestLen, uint8_t*, int* replyLen)
 {
@@ -152,10 +137,6 @@ TEST_F(Network, SearchGoesOnWhateverComesAndStartsAgain)
         StopNetwork();
         EXPECT_EQ(Count("DevSearchThread N: Thread end!\n"), round);
     }
-    const UniqueFd occupant(socket(AF_INET, SOCK_DGRAM, 0));
-    ASSERT_EQ(bind(occupant.get(), reinterpret_cast<sockaddr*>(&address), sizeof address), 0);
-    Start(0);
-    EXPECT_EQ(Count("[Error]: NetworkAccess.c CreateBroadcastSocket N: Bind error. errno = 98\n"), 1);
 }
 
 TEST(Listener, PausesWhenNothingIsPendingAndClosesWhatSelectCannotWatch)
