@@ -92,7 +92,7 @@ inline std::vector<Case> Cases()
         for (const std::string& phase : row.phases)
             if (phase != "background")
                 cases.push_back({row, phase});
-    std::ranges::stable_partition(
-        cases, [](const Case& c) { return c.phase == "operations" || c.phase == "alarm"; });
+    std::stable_partition(cases.begin(), cases.end(),
+                          [](const Case& c) { return c.phase == "operations" || c.phase == "alarm"; });
     return cases;
 }
