@@ -87,7 +87,7 @@ class Handlers : public testing::TestWithParam<std::string> {
         EXPECT_EQ(reply == "any" ? "any" : answer.body, reply == "-" ? "" : Meant(reply));
         EXPECT_EQ(answer.bytes == 0, reply == "-");
         EXPECT_EQ(Effect(recorder), MeantByWords(effect));
-        std::istringstream texts(log);
+        std::istringstream texts(Expand(log, false));
         for (size_t place = 0; std::getline(texts, text, '|');)
             ASSERT_NE(place = written.find(text, place), std::string::npos) << text << "\n" << written;
     }
