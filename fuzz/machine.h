@@ -10,6 +10,8 @@
 #include <cstdint>
 #include <span>
 
+#include "fuzz/wrapped.h"
+
 // Ways in which the machine is at odds with the server; a set of them holds until it is replaced.
 enum Fault : uint16_t {
     kLinkDown = 1 << 0,       // the wired interface has no link
@@ -27,6 +29,9 @@ enum Fault : uint16_t {
     kNoSegment = 1 << 12,     // the data segment cannot be had
     kEncoderLies = 1 << 13,   // the encoder host answers with other orders' words
 };
+
+// The segments of the camera; the rooms of the blocks have some bytes more than the blocks.
+enum SegmentPlace : uint8_t { kParameterBlock, kParameterData, kAlarmBlock, kKeeperBlock };
 
 inline constexpr int kListenSocket = 100;
 inline constexpr int kSearchSocket = 101;
@@ -61,5 +66,3 @@ size_t JsonAllocations();
 // Whether the server has the thread now. While it has, what it writes to standard error goes nowhere,
 // unless FUZZ_LOG is set.
 void EnterServer(bool isServing);
-// Ends the program with a line that says what was violated.
-[[noreturn]] void Violation(const char* what);

@@ -1,12 +1,14 @@
 // What the functions that stand for the machine share; only they and fuzz/machine.cpp use it.
 #pragma once
 
+#include <cerrno>
 #include <cstdint>
 #include <optional>
 #include <span>
 
 #include "camera/parameter_message.h"
 #include "fuzz/machine.h"
+#include "fuzz/wrapped.h"
 #include "hosts/parameter_store.h"
 #include "media/ring_layout.h"
 
@@ -21,13 +23,8 @@ struct Offer {
 };
 
 struct MachineState {
-    uint8_t* block = nullptr;      // the server's view, read-only
-    uint8_t* hostsBlock = nullptr; // its owner's
-    uint8_t* data = nullptr;       // the server's view; its slot alone can be written
     std::optional<ParameterStore> store;
     uint16_t faults = 0;
-    int64_t nowUs = 1000000;
-    bool isServing = false; // the server has the thread, not who drives it
     bool isSilent = false;
 
     Offer offer;
@@ -46,4 +43,10 @@ extern MachineState g_machine;
 inline bool Has(Fault fault)
 {
     return (g_machine.faults & fault) != 0;
+}
+
+template <typename Result> Result Fail(Result result, int error)
+{
+    errno = error;
+    return result;
 }
