@@ -96,7 +96,7 @@ extern "C" int LLVMFuzzerTestOneInput(const uint8_t* data, size_t bytes)
     EnterServer(true);
     SysConfigExit();
     const uint8_t first = input.Byte();
-    SetFaults(first >= 0x80 ? 0 : kNoFiles | kNoInterface);
+    g_machine.faults = first >= 0x80 ? 0 : kNoFiles | kNoInterface;
     Replace(kParameterBlock, kSysConfigBytes + size_t{5} * (first % 8) - 5);
     Replace(kAlarmBlock, sizeof(AlarmRecord) + input.Byte() % 66 - 1);
     Fill(&input);

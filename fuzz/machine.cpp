@@ -7,12 +7,12 @@
 #include <cstdio>
 #include <cstdlib>
 #include <cstring>
+#include <memory>
 #include <optional>
 
 #include "camera/alarm_block.h"
 #include "camera/camera_commands.h"
 #include "common/keeper_block.h"
-#include "fuzz/machine_state.h"
 #include "protocol/send_mutex.h"
 #include "server/alarm_push.h"
 
@@ -22,17 +22,15 @@ namespace {
 
 constexpr size_t kPage = 4096;
 
-size_t g_jsonAllocations = 0;
-
 void* CountedMalloc(size_t bytes)
 {
-    ++g_jsonAllocations;
+    ++g_machine.jsonAllocations;
     return malloc(bytes);
 }
 
 void CountedFree(void* memory)
 {
-    g_jsonAllocations -= memory != nullptr ? 1 : 0;
+    g_machine.jsonAllocations -= memory != nullptr ? 1 : 0;
     free(memory);
 }
 
@@ -67,12 +65,10 @@ void StartMachine()
 
 void PowerOn()
 {
+    std::destroy_at(&g_machine);
+    std::construct_at(&g_machine);
     g_machine.store.emplace(g_segments[kParameterBlock].hostsBase(), "");
-    g_machine.faults = 0;
     g_nowUs = 1000000;
-    g_machine.offer = {};
-    g_machine.hasPeer = false;
-    g_machine.isAnswered = g_machine.isOrdered = false;
 }
 
 void PowerOff()
@@ -81,38 +77,8 @@ void PowerOff()
     for (int fd = kFirstConnection; fd <= kLastConnection; ++fd)
         if (IsOpenConnection(fd))
             Violation("a socket was left open");
-}
-
-void SetFaults(uint16_t faults)
-{
-    g_machine.faults = faults;
-}
-
-void WriteBlock(size_t offset, std::span<const uint8_t> bytes)
-{
-    if (offset < kSysConfigBytes && !bytes.empty())
-        memcpy(g_segments[kParameterBlock].hostsBase() + offset, bytes.data(),
-               std::min(bytes.size(), kSysConfigBytes - offset));
-}
-
-void PassTime(uint32_t milliseconds)
-{
-    g_nowUs += int64_t{milliseconds} * 1000;
-}
-
-void OfferPeer()
-{
-    g_machine.hasPeer = true;
-}
-
-void OfferBytes(int fd, std::span<const uint8_t> bytes)
-{
-    g_machine.offer = {.fd = fd, .bytes = bytes, .isEnd = false, .isError = false};
-}
-
-void OfferEnd(int fd, bool isError)
-{
-    g_machine.offer = {.fd = fd, .bytes = {}, .isEnd = true, .isError = isError};
+    if (g_machine.jsonAllocations != 0)
+        Violation("JSON was left allocated");
 }
 
 bool IsReadable(int fd)
@@ -130,14 +96,16 @@ bool IsShutConnection(int fd)
     return IsOpenConnection(fd) && g_machine.isShut[fd - kFirstConnection];
 }
 
-size_t JsonAllocations()
-{
-    return g_jsonAllocations;
-}
-
 void EnterServer(bool isServing)
 {
-    static const bool isShown = getenv("FUZZ_LOG") != nullptr;
+    static FILE* const real = stderr;
+    static FILE* const nowhere = fopen("/dev/null", "w");
     g_isServing = isServing;
-    g_machine.isSilent = isServing && !isShown;
+    stderr = IsSilent() ? nowhere : real;
+}
+
+bool IsSilent()
+{
+    static const bool isShown = getenv("FUZZ_LOG") != nullptr;
+    return g_isServing && !isShown;
 }

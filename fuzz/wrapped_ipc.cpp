@@ -16,7 +16,7 @@
 #include "camera/parameter_fields.h"
 #include "camera/shell_commands.h"
 #include "common/keeper_block.h"
-#include "fuzz/machine_state.h"
+#include "fuzz/machine.h"
 #include "hosts/parameter_fields_table.h"
 #include "server/network_state.h"
 
@@ -153,11 +153,6 @@ WRAPPED(ssize_t, msgrcv, int queue, void* message, size_t bytes, long type, int 
     return queue == kParameterQueue ? AnswerOfParameterHost(message, type, flags) : AnswerOfEncoder(message);
 }
 
-WRAPPED(int, semget, key_t, int, int)
-{
-    return 1;
-}
-
 WRAPPED(FILE*, fopen, const char* path, const char* mode)
 {
     for (const FileText& file : kFiles)
@@ -207,20 +202,6 @@ WRAPPED(time_t, time, time_t* now)
 
 WRAPPED(ssize_t, write, int fd, const void* bytes, size_t length)
 {
-    return fd == STDERR_FILENO && g_machine.isSilent ? static_cast<ssize_t>(length)
-                                                     : __real_write(fd, bytes, length);
+    const bool isLost = fd == STDERR_FILENO && IsSilent();
+    return isLost ? static_cast<ssize_t>(length) : __real_write(fd, bytes, length);
 }
-
-extern "C" int __wrap_fprintf(FILE* file, const char* format, ...) __attribute__((format(printf, 2, 3)));
-WRAPPED(int, fprintf, FILE* file, const char* format, ...)
-{
-    va_list arguments;
-    va_start(arguments, format);
-    char text[512];
-    const int length = file == stderr && g_machine.isSilent ? vsnprintf(text, sizeof text, format, arguments)
-                                                            : vfprintf(file, format, arguments);
-    va_end(arguments);
-    return length;
-}
-
-WRAPPED(void, perror, const char*) {}

@@ -16,7 +16,7 @@
 #include <cstdarg>
 #include <cstring>
 
-#include "fuzz/machine_state.h"
+#include "fuzz/machine.h"
 #include "fuzz/reply_check.h"
 #include "protocol/message.h"
 
@@ -147,18 +147,6 @@ WRAPPED(ssize_t, sendto, int fd, const void* bytes, size_t length, int, const so
         address.sin_port != htons(kSearchPort))
         Violation("a datagram that nobody may send");
     return Has(kPeersReset) ? Fail<ssize_t>(-1, ENETUNREACH) : static_cast<ssize_t>(length);
-}
-
-WRAPPED(int, setsockopt, int fd, int, int, const void*, socklen_t)
-{
-    CheckOpen(fd);
-    return 0;
-}
-
-WRAPPED(int, fcntl, int fd, int, ...)
-{
-    CheckOpen(fd);
-    return 0;
 }
 
 WRAPPED(int, shutdown, int fd, int)
