@@ -7,7 +7,6 @@
 #include <cstdio>
 #include <cstdlib>
 #include <cstring>
-#include <memory>
 #include <optional>
 
 #include "camera/alarm_block.h"
@@ -17,6 +16,7 @@
 #include "server/alarm_push.h"
 
 MachineState g_machine;
+std::optional<ParameterStore> g_store;
 
 namespace {
 
@@ -65,15 +65,14 @@ void StartMachine()
 
 void PowerOn()
 {
-    std::destroy_at(&g_machine);
-    std::construct_at(&g_machine);
-    g_machine.store.emplace(g_segments[kParameterBlock].hostsBase(), "");
+    g_machine = {};
+    g_store.emplace(g_segments[kParameterBlock].hostsBase(), "");
     g_nowUs = 1000000;
 }
 
 void PowerOff()
 {
-    g_machine.store.reset();
+    g_store.reset();
     for (int fd = kFirstConnection; fd <= kLastConnection; ++fd)
         if (IsOpenConnection(fd))
             Violation("a socket was left open");

@@ -53,7 +53,6 @@ struct Offer {
 };
 
 struct MachineState {
-    std::optional<ParameterStore> store;
     uint16_t faults = 0;
 
     Offer offer;          // to the next read; readable until its bytes are taken
@@ -70,6 +69,7 @@ struct MachineState {
 };
 
 extern MachineState g_machine;
+extern std::optional<ParameterStore> g_store; // the parameter host's
 
 inline bool Has(Fault fault)
 {

@@ -22,9 +22,6 @@
 #include "server/network_state.h"
 #include "server/receive_thread.h"
 
-extern "C" int LLVMFuzzerInitialize(int* argc, char*** argv);
-extern "C" int LLVMFuzzerTestOneInput(const uint8_t* bytes, size_t length);
-
 namespace {
 
 uint32_t g_sessions = 0; // that logins have been given

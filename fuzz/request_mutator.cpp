@@ -39,27 +39,21 @@ template <typename List> auto& Pick(List& list)
     return list[Below(std::size(list))];
 }
 
-// A piece of JSON text that can be exchanged: a string, a word or number, or a bracket, comma or colon.
-struct Token {
-    size_t begin;
-    size_t end;
-};
-
-std::vector<Token> Tokens(std::string_view text)
+// The pieces of JSON text that can be exchanged: strings, words and numbers, brackets, commas and colons.
+std::vector<std::string_view> Tokens(std::string_view text)
 {
-    constexpr std::string_view kPunctuation = "{}[],:";
-    std::vector<Token> tokens;
-    for (size_t at = 0; at < text.size();) {
-        size_t end = at + 1;
-        if (text[at] == '"') {
+    std::vector<std::string_view> tokens;
+    while (!text.empty()) {
+        size_t end = 1;
+        if (text[0] == '"') {
             while (end < text.size() && text[end] != '"')
                 end += text[end] == '\\' ? 2 : 1;
-            end = std::min(end + 1, text.size());
-        } else if (kPunctuation.find(text[at]) == std::string_view::npos) {
-            end = std::min(text.find_first_of("\"{}[],: \n", end), text.size());
+            ++end;
+        } else if (std::string_view("{}[],:").find(text[0]) == std::string_view::npos) {
+            end = text.find_first_of("\"{}[],: \n", 1);
         }
-        tokens.push_back({at, end});
-        at = end;
+        tokens.push_back(text.substr(0, end));
+        text.remove_prefix(tokens.back().size());
     }
     return tokens;
 }
@@ -84,21 +78,24 @@ std::string Value()
 }
 
 // The form with the token for each T in it, names for N and values for V.
-std::string Expand(std::string_view form, const std::string& token)
+std::string Expand(std::string_view form, std::string_view token)
 {
     std::string text;
     for (const char sign : form)
-        text += sign == 'T' ? token : sign == 'N' ? Name() : sign == 'V' ? Value() : std::string(1, sign);
+        text += sign == 'T'   ? std::string(token)
+                : sign == 'N' ? Name()
+                : sign == 'V' ? Value()
+                              : std::string(1, sign);
     return text;
 }
 
 void ChangeBody(std::string* body)
 {
     static constexpr const char* kForms[] = {"", "T,T", "T:V,T", "[T]", "{N:T}", "N", "V", "V", "TN:V,"};
-    const std::vector<Token> tokens = Tokens(*body);
-    const Token token = tokens.empty() ? Token{0, 0} : Pick(tokens);
-    const size_t length = token.end - token.begin;
-    body->replace(token.begin, length, Expand(Pick(kForms), body->substr(token.begin, length)));
+    const std::vector<std::string_view> tokens = Tokens(*body);
+    const std::string_view token = tokens.empty() ? *body : Pick(tokens);
+    const std::string changed = Expand(Pick(kForms), token);
+    body->replace(static_cast<size_t>(token.data() - body->data()), token.size(), changed);
 }
 
 uint16_t MessageId()

@@ -60,9 +60,9 @@ void RunReader(uint32_t stream)
     (stream == kTalkAudio ? AVStreamGetAudioTalkThread : AVStreamGetAVDataThread)(&argument);
     ChangeLag(0);
     SendWaitingFrames();
-    if (std::any_of(std::begin(g_segments), std::end(g_segments),
-                    [](const Segment& s) { return s.isAttached; }))
-        Violation("the segment was left attached");
+    for (const Segment& segment : g_segments)
+        if (segment.isAttached)
+            Violation("a segment was left attached");
 }
 
 // One order to the encoder host.
@@ -70,19 +70,15 @@ void GiveOrder()
 {
     uint8_t payload[16];
     std::generate(std::begin(payload), std::end(payload), [] { return g_input.Byte(); });
-    switch (payload[0] % 4) {
-    case 0:
+    const uint8_t how = payload[0] % 4;
+    if (how == 0)
         (void)MediaHostVideoForceIFrame(payload[1]);
-        return;
-    case 1:
+    else if (how == 1)
         (void)MediaHostPayloadRequest(payload);
-        return;
-    case 2:
-        (void)MediaHostRequest(kControlCommands[payload[1] % std::size(kControlCommands)].command, 1);
-        return;
-    default:
-        (void)MediaHostRequest(g_input.Word(), 1);
-    }
+    else
+        (void)MediaHostRequest(how == 2 ? kControlCommands[payload[1] % std::size(kControlCommands)].command
+                                        : g_input.Word(),
+                               1);
 }
 
 void RunControl()
@@ -106,15 +102,16 @@ void EndReader()
 void AfterSleep(int64_t sleptUs)
 {
     NoteSleep(sleptUs);
-    if (!IsHonest()) {
-        g_input.IsAtEnd() ? TurnHonest() : TakeTurn();
-    } else {
+    if (IsHonest())
         WriteHonestFrames();
-        if (NowMs() - g_host.honestSinceMs > kRecoveryMs) {
-            if (g_stream != kTalkAudio)
-                Violation("no key frame within two seconds of an honest host");
-            EndReader();
-        }
+    else if (g_input.IsAtEnd())
+        TurnHonest();
+    else
+        TakeTurn();
+    if (IsHonest() && NowMs() - g_host.honestSinceMs > kRecoveryMs) {
+        if (g_stream != kTalkAudio)
+            Violation("no key frame within two seconds of an honest host");
+        EndReader();
     }
     SendWaitingFrames();
 }

@@ -150,10 +150,9 @@ void AnswerRequest(int queue, const uint8_t* text, size_t bytes)
     const long type = queue == kPositionQueueKey ? static_cast<long>(word[0]) : 2;
     const uint8_t how = Lie();
     const uint8_t position = how % 4;
-    word[3] = position == 0   ? g_host.newestKey
-              : position == 1 ? Place()
-              : position == 2 ? g_input.Word()
-                              : g_host.place;
+    word[3] = position == 0 ? g_host.newestKey : g_host.place;
+    if (position == 1 || position == 2)
+        word[3] = position == 1 ? Place() : g_input.Word();
     if (how >= 0xE0)
         return;
     if (how >= 0xC0)
@@ -192,15 +191,13 @@ void StartHost()
 
 void TakeTurn()
 {
-    switch (g_input.Byte() % 16) {
+    const uint8_t turn = g_input.Byte() % 16;
+    switch (turn) {
     case 0:
-    case 1: {
-        const uint8_t kind = g_input.Byte();
-        return PutFrame(kind, g_input.Byte());
-    }
+    case 1:
     case 2: {
         const uint8_t kind = g_input.Byte();
-        return PutFrame(kind, static_cast<uint16_t>(g_input.Word()));
+        return PutFrame(kind, turn == 2 ? static_cast<uint16_t>(g_input.Word()) : g_input.Byte());
     }
     case 3:
     case 4:

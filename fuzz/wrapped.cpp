@@ -53,7 +53,6 @@ void MakeRoom(Segment* segment, size_t bytes, bool isWritable)
 }
 
 // What is freed is soon used again: inputs are many, and the machine's memory is not.
-extern "C" const char* __asan_default_options();
 const char* __asan_default_options()
 {
     return "quarantine_size_mb=4";

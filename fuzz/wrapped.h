@@ -46,3 +46,8 @@ extern bool g_isServing; // the server has the thread, and the clock stands but 
 // server sleeps.
 int IdOfKey(key_t key);
 void AfterSleep(int64_t sleptUs);
+
+// What libFuzzer and AddressSanitizer look for.
+extern "C" int LLVMFuzzerInitialize(int* argc, char*** argv);
+extern "C" int LLVMFuzzerTestOneInput(const uint8_t* bytes, size_t length);
+extern "C" const char* __asan_default_options();

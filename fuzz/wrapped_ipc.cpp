@@ -51,7 +51,7 @@ int AskParameterHost(const void* message, size_t bytes)
     if (!field || (place != nullptr && place->kind != FieldKind::kText && length != place->usWidth))
         Violation("a parameter of no field, or of a wrong width");
     const uint8_t* const value = g_segments[kParameterData].base() + request.iDataOffset;
-    request.iLengthOrResult = Has(kHostRefuses) ? -1 : g_machine.store->Apply(*field, {value, length});
+    request.iLengthOrResult = Has(kHostRefuses) ? -1 : g_store->Apply(*field, {value, length});
     request.lType = kOwnProcess;
     g_machine.answer = request;
     g_machine.isAnswered = true;
