@@ -17,7 +17,14 @@ void __wrap__Z7SleepMsj(uint32_t milliseconds)
     if (FakeClock::active == nullptr)
         return __real__Z7SleepMsj(milliseconds);
     FakeClock::active->sleeps[milliseconds]++;
+    FakeClock::active->nowMs += milliseconds;
     FakeClock::active->onSleep();
+}
+
+int64_t __real__Z11MonotonicMsv();
+int64_t __wrap__Z11MonotonicMsv()
+{
+    return FakeClock::active != nullptr ? FakeClock::active->nowMs : __real__Z11MonotonicMsv();
 }
 
 uint32_t __real__Z9LookEveryjjPFbPvES_(uint32_t periodMs, uint32_t most, Look* look, void* argument);

@@ -1,7 +1,5 @@
 #include "media/frame_source.h"
 
-#include <sys/msg.h>
-
 #include <thread>
 
 #include "common/clock.h"
@@ -24,8 +22,7 @@ TEST(FrameSource, ReaderDeliversOnItsThread)
     gGetAVStreamSysInfo.queueId = -1; // earlier tests removed theirs
     FakeClock clock;                  // of this thread alone
     ASSERT_EQ(GetVoiceTalkAVStreamInit(9, nullptr, nullptr), 0);
-    const int queue = msgget(kPositionQueueKey, 0);
-    PositionMessage answer{.type = 9, .word = {9, kQueryStart, kTalkAudio, 64}};
+    const QueueEnd host(kPositionQueueKey);
     TestRing talk(kTalkAudio);
     EXPECT_EQ(IpcShareMemBytes(talk.id), 0x20040U);
     DataInfo header{};
@@ -45,16 +42,15 @@ TEST(FrameSource, ReaderDeliversOnItsThread)
     for (int i = 0; i < 2; i++)
         EXPECT_EQ(AVStreamStart(9, kTalkAudio), 0); // once is enough
     EXPECT_EQ(clock.sleeps[500], 1);
-    PositionMessage query;
-    EXPECT_EQ(msgrcv(queue, &query, PositionMessage::kTextBytes, 1, 0), 44);
-    EXPECT_EQ(msgsnd(queue, &answer, PositionMessage::kTextBytes, 0), 0);
+    while (host.Take().empty())
+        std::this_thread::yield();
+    host.Send(9, {9, kQueryStart, kTalkAudio, 64}, 44);
     while (talked != 1000 + 300 + 31)
         std::this_thread::yield();
     // A reader that ends lets go of its segment: the test's own attachment remains.
     g_clients[9].reader[kTalkAudio].isRunning = false;
     for (shmid_ds status{}; shmctl(talk.id, IPC_STAT, &status) == 0 && status.shm_nattch > 1;)
         std::this_thread::yield();
-    msgctl(queue, IPC_RMID, nullptr);
 }
 
 } // namespace

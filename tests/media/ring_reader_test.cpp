@@ -46,8 +46,6 @@ class RingTest : public testing::Test {
     }
 };
 
-using Sleeps = std::map<uint32_t, int>;
-
 struct Record {
     uint32_t position;
     DataInfo header;
