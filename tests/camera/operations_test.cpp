@@ -143,23 +143,6 @@ std::vector<std::pair<std::string, std::string>> NamedParts(const std::string& c
     return named;
 }
 
-// What a call has sent: code:VALUE in hexadecimal digits.
-std::string TakeSent()
-{
-    std::string sent = std::exchange(g_clockSetTo, "");
-    char digits[8];
-    for (const auto& [code, value, source, offset] : Host().Take()) {
-        EXPECT_TRUE(source == 7 && offset == 61440);
-        sent += std::to_string(code) + ":";
-        for (const uint8_t byte : value) {
-            snprintf(digits, sizeof digits, "%02X", byte);
-            sent += digits;
-        }
-        sent += " ";
-    }
-    return sent.substr(0, sent.empty() ? 0 : sent.size() - 1);
-}
-
 // What lies there before a row's call: a byte of the block, a file, or a variable of the environment.
 void Store(const std::string& place, const std::string& bytes)
 {
@@ -189,10 +172,11 @@ TEST(CameraOperations, SendAndFillWhatTheirRowSays)
         Arguments arguments;
         for (const std::string& part : Parts(row[2]))
             arguments.push_back(part == "-" ? part : Bytes(part));
-        TakeSent();
+        Host().Take();
+        g_clockSetTo.clear();
         const std::string log =
             ErrorOutputOf([&] { EXPECT_EQ(kOperations.at(row[0])(arguments), std::stoi(row[3])); });
-        EXPECT_EQ(TakeSent(), row[4]);
+        EXPECT_EQ(g_clockSetTo + Host().TakeText(), row[4]);
         for (const auto& [place, bytes] : NamedParts(row[5]))
             EXPECT_EQ(arguments.back().substr(std::stoul(place), bytes.size()), bytes) << place;
         EXPECT_NE(log.find(row[6]), std::string::npos) << log;
