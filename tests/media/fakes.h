@@ -94,7 +94,6 @@ struct FakeLog : CapturedOutput {
 
 // Whether streams are watched (-1: as the table says), and how often that was asked.
 inline std::atomic<int> g_watched{-1}, g_asked{0};
-inline std::atomic<int> g_allocations{0};
 inline time_t g_now = 0; // 0: the real time
 // Answers of command 15, one each; the last one repeats. Empty: the command fails.
 inline std::vector<StreamEncoderConfig> g_encoderAnswers;

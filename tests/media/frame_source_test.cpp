@@ -4,15 +4,20 @@
 
 #include "common/clock.h"
 #include "media/media_layout.h"
+#include "media/position_query.h"
 #include "tests/media/fakes.h"
 
 namespace {
 
-TEST(FrameSource, StartRefusesBadIndices)
+TEST(FrameSource, RefusesClientsAndStreamsThatThereAreNot)
 {
+    PositionMessage message{};
     for (const auto& [type, index] :
-         {std::pair(10, 4U), {10, ~0U}, {1, 0U}, {17, 0U}, {-1, 0U}, {256 + 10, 0U}})
+         {std::pair(10, 4U), {10, ~0U}, {1, 0U}, {17, 0U}, {-1, 0U}, {256 + 10, 0U}}) {
         EXPECT_EQ(AVStreamStart(type, index), 102);
+        EXPECT_EQ(AVStreamQuery(type, index, kQueryStart, &message), 102);
+    }
+    EXPECT_EQ(AVStreamQuery(10, 0, kQueryStart, nullptr), 106);
     EXPECT_EQ(GetAVStreamInit(17, nullptr, nullptr), 102);
 }
 

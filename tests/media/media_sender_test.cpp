@@ -143,19 +143,4 @@ TEST_F(Sender, ConnectionRemovedMeanwhileIsNotWaitedFor)
     EXPECT_EQ(clock_.sleeps[2], 1);
 }
 
-TEST_F(Sender, FramePathAllocatesNothing)
-{
-    const Watcher watcher(1, 1);
-    const Bytes key = Frame(0x67, 50000), slice = Frame(0x41, 3000), audio(320);
-    g_encoderAnswers = {Encoder(1920, 1080, 25)};
-    Send(0, key); // the first key frame loads the time zone
-    const int before = g_allocations;
-    Send(0, key);
-    Send(0, slice);
-    Send(0, audio, kSourceAudio);
-    EXPECT_EQ(g_allocations, before);
-    EXPECT_EQ(Frame(0x41, 50), Bytes(slice.begin(), slice.begin() + 50));
-    EXPECT_GT(g_allocations, before); // the counter counts
-}
-
 } // namespace

@@ -17,14 +17,6 @@ class PositionQuery : public testing::Test {
     FakeClock clock_;
 };
 
-TEST_F(PositionQuery, RefusesWhatItCannotAsk)
-{
-    PositionMessage message{};
-    for (const auto& [type, index] : {std::pair(kType, 4U), {kType, ~0U}, {1, 0U}, {17, 0U}, {-1, 0U}})
-        EXPECT_EQ(AVStreamQuery(type, index, kQueryStart, &message), 102);
-    EXPECT_EQ(AVStreamQuery(kType, 0, kQueryStart, nullptr), 106);
-}
-
 TEST_F(PositionQuery, BelievesOnlyTheAnswerToItsQuestion)
 {
     // Client type, command, stream, result and bytes.

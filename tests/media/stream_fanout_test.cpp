@@ -98,21 +98,6 @@ TEST_F(FanOut, FifthFrameWaitsForASlotAsLongAsSomebodyWatches)
     }
 }
 
-TEST_F(FanOut, FrameWhoseRecordChangedIsDropped)
-{
-    DataInfo header{};
-    header.AVDataCheck = kRecordMagic;
-    for (const size_t changed : {0U, 7U, 8U, 12U}) { // in magic, serial, length, and what is not compared
-        uint8_t record[65] = {};
-        memcpy(record, &header, sizeof header);
-        record[changed] ^= 0x80;
-        record[64] = 1;
-        EXPECT_EQ(VideoCallbackFunc(0, 0, record + 64, 1, &header), 0);
-        Put(0, {2});
-        EXPECT_EQ(Take(0), changed == 12 ? 1 : 2);
-    }
-}
-
 TEST_F(FanOut, ManyFramesPassBetweenTwoThreadsUnharmed)
 {
     constexpr int kFrames = 2000;
