@@ -77,19 +77,6 @@ TEST(ParameterFields, MapToTheirCodes)
     EXPECT_EQ(ParameterCode(0xFFFFFFFF), std::nullopt);
 }
 
-TEST(ParameterBlock, IsReadWithinItsBounds)
-{
-    memset(Host().block, 'x', kBlockBytes);
-    char text[100];
-    BlockText(GetSysConfig(), 1912, 64, text, sizeof text);
-    EXPECT_EQ(text, std::string(64, 'x'));
-    BlockText(GetSysConfig(), 1912, 64, text, 5);
-    EXPECT_STREQ(text, "xxxx");
-    BlockText(GetSysConfig(), kBlockBytes - 63, 64, text, sizeof text);
-    EXPECT_STREQ(text, "");
-    EXPECT_EQ(BlockField<uint16_t>(GetSysConfig(), kBlockBytes - 1), 0);
-}
-
 TEST_F(ParameterMessages, CarryTheWholeSlotAndNothingMore)
 {
     const std::vector<uint8_t> wholeSlot(12288, 0xAB), tooLong(12289);
