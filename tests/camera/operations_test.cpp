@@ -16,7 +16,6 @@
 #include "camera/camera_commands.h"
 #include "camera/device_commands.h"
 #include "camera/further_commands.h"
-#include "camera/parameter_block.h"
 #include "camera/video_operations.h"
 #include "tests/camera/parameter_host.h"
 #include "tests/table.h"
@@ -65,11 +64,6 @@ template <typename... P> Operation Taking(int (*call)(P...))
     };
 }
 
-int MaxFrameRate(int width, int height, int mode)
-{
-    return GetMaxFrameRate(GetSysConfig(), width, height, mode);
-}
-
 // By their names, which stand before them between commas.
 template <typename... Call> std::map<std::string, Operation> Named(const char* names, Call*... calls)
 {
@@ -81,11 +75,11 @@ template <typename... Call> std::map<std::string, Operation> Named(const char* n
 }
 #define NAMED(...) Named(#__VA_ARGS__, __VA_ARGS__)
 const std::map<std::string, Operation> kOperations =
-    NAMED(MaxFrameRate, RunCameraCommand, CameraCheckUpGradeFile, CameraCmd28, CameraCmd63, CameraCreateUser,
-          CameraDelUser, CameraFactoryDefault, CameraGetArgeementProperty, CameraGetAudioConfig,
-          CameraGetAudioProperty, CameraGetChannelEnable, CameraGetDNS, CameraGetDateTimeProperty,
-          CameraGetDeviceInformation, CameraGetEncodingScope, CameraGetGateway, CameraGetHostname,
-          CameraGetHttpPort, CameraGetIPAddr, CameraGetImageConfig, CameraGetMacAddr,
+    NAMED(GetMaxFrameRate, RunCameraCommand, CameraCheckUpGradeFile, CameraCmd28, CameraCmd63,
+          CameraCreateUser, CameraDelUser, CameraFactoryDefault, CameraGetArgeementProperty,
+          CameraGetAudioConfig, CameraGetAudioProperty, CameraGetChannelEnable, CameraGetDNS,
+          CameraGetDateTimeProperty, CameraGetDeviceInformation, CameraGetEncodingScope, CameraGetGateway,
+          CameraGetHostname, CameraGetHttpPort, CameraGetIPAddr, CameraGetImageConfig, CameraGetMacAddr,
           CameraGetMotionDetectionExProperty, CameraGetNetmask, CameraGetPTZSerialProperty,
           CameraGetPlayBackQueryFiles, CameraGetPtzPresets, CameraGetResolutionsAvailable, CameraGetTimeZone,
           CameraGetUpGradeFileSaveName, CameraGetUsers, CameraGetVideoEncoderConfig, CameraReserved138,
