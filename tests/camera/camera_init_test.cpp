@@ -72,18 +72,6 @@ TEST(CommonInit, MapsTheKindOfProcessAndCreatesWhatIsMissing)
     EXPECT_EQ(CameraSetDateTime({}), -7);
 }
 
-TEST(CameraCmdCheck, RefusesWhatTheTableDoesNotServe)
-{
-    const auto check = [](int code, uint32_t command) {
-        return OutputOf(code, [&] { return CameraCmdCheck(command); });
-    };
-    for (const uint32_t unspecified : {0U, 13U, 194U})
-        EXPECT_EQ(check(-5, unspecified), "[Warn]: The Onvif cmd is not support now!\n");
-    for (const auto& [beyond, text] : {std::pair(195U, "195"), {100000U, "100000"}})
-        EXPECT_EQ(check(-7, beyond), std::string("[Warn]: Cmd not match!cmd = ") + text + ", pCameraAccess[" +
-                                         text + "].Camera_command = 197\n");
-}
-
 TEST(SysDrvInit, DropsAnswersOfAnEarlierLifeButNoMessagesOfOthers)
 {
     const int queue = msgget(14073, 0);

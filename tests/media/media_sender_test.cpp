@@ -78,29 +78,6 @@ TEST_F(Sender, FramesFollowTheirSubHeaders)
     tzset();
 }
 
-// At the ends of what times and the word can hold, which has six bits for the years since 2000.
-TEST(DateWord, IsRightBeyondEveryBorder)
-{
-    const auto word = [](uint32_t year, uint32_t month, uint32_t day, uint32_t time) {
-        return year << 26 | month << 22 | day << 17 | time;
-    };
-    constexpr uint32_t kLast = 23 << 12 | 59 << 6 | 59;
-    const std::pair<time_t, uint32_t> rows[] = {
-        {946684799, word(63, 12, 31, kLast)},  {946684800, word(0, 1, 1, 0)},         // 2000
-        {1709251199, word(24, 2, 29, kLast)},  {2147483647, word(38, 1, 19, 0x3387)}, // a leap day, 2038
-        {2147483648, word(38, 1, 19, 0x3388)}, {2966371199, word(63, 12, 31, kLast)}, // 2064
-        {2966371200, word(0, 1, 1, 0)},        {4294967296, word(42, 2, 7, 0x6710)}}; // 2106
-    setenv("TZ", "UTC", 1);
-    tzset();
-    for (const auto& [now, expected] : rows) {
-        g_now = now;
-        uint32_t packed = 0;
-        PackDateTime(&packed);
-        EXPECT_EQ(packed, expected) << now;
-    }
-    g_now = 0;
-}
-
 TEST_F(Sender, StoppedProcessSendsNothingMore)
 {
     const Watcher watcher(1, 1);
@@ -164,21 +141,6 @@ TEST_F(Sender, ConnectionRemovedMeanwhileIsNotWaitedFor)
     Bytes message(100);
     SendAVStream(FrameReceivers(0), message.data(), message.size());
     EXPECT_EQ(clock_.sleeps[2], 1);
-}
-
-TEST_F(Sender, FramePathAllocatesNothing)
-{
-    const Watcher watcher(1, 1);
-    const Bytes key = Frame(0x67, 50000), slice = Frame(0x41, 3000), audio(320);
-    g_encoderAnswers = {Encoder(1920, 1080, 25)};
-    Send(0, key); // the first key frame loads the time zone
-    const int before = g_allocations;
-    Send(0, key);
-    Send(0, slice);
-    Send(0, audio, kSourceAudio);
-    EXPECT_EQ(g_allocations, before);
-    EXPECT_EQ(Frame(0x41, 50), Bytes(slice.begin(), slice.begin() + 50));
-    EXPECT_GT(g_allocations, before); // the counter counts
 }
 
 } // namespace
