@@ -1,7 +1,6 @@
 #include "media/media_sender.h"
 
 #include <cerrno>
-#include <numeric>
 
 #include "media/stream_fanout.h"
 #include "tests/media/fakes.h"
@@ -62,8 +61,7 @@ TEST_F(Sender, FramesFollowTheirSubHeaders)
     const auto key = [&](uint8_t nalHeader, std::vector<StreamEncoderConfig> answers, Bytes sub) {
         g_encoderAnswers = std::move(answers);
         // 25 << 26 | 3 << 22 | 9 << 17 | 14 << 12 | 5 << 6 | 7 = 0x64D2E147
-        const uint8_t rest[] = {0x47, 0xE1, 0xD2, 0x64, 5, 0, 0, 0};
-        sub.insert(sub.end(), std::begin(rest), std::end(rest));
+        sub.insert(sub.end(), {0x47, 0xE1, 0xD2, 0x64, 5, 0, 0, 0});
         Expect(0, kSourceVideo, Frame(nalHeader, 5), sub);
     };
     key(0x40, {Encoder(2560, 1440, 25)}, {0, 0, 1, 0xFC, 0x13, 25, 0x40, 180});
@@ -95,12 +93,11 @@ TEST_F(Sender, StartAndStopTakeEffectWithTheNextFrame)
         SetSendVideoFlag(late.fd(), 1);
     };
     const size_t wholeFrame = 4 * 20 + 8 + 100000;
-    EXPECT_EQ(Send(0, Frame(0x41, 100000)), 0);
-    EXPECT_EQ(leaving.Receive().size(), wholeFrame);
-    EXPECT_EQ(late.Receive().size(), 0U);
-    EXPECT_EQ(Send(0, Frame(0x41, 100000)), 0);
-    EXPECT_EQ(leaving.Receive().size(), 0U);
-    EXPECT_EQ(late.Receive().size(), wholeFrame);
+    for (const bool isFirst : {true, false}) {
+        EXPECT_EQ(Send(0, Frame(0x41, 100000)), 0);
+        EXPECT_EQ(leaving.Receive().size(), isFirst ? wholeFrame : 0);
+        EXPECT_EQ(late.Receive().size(), isFirst ? 0 : wholeFrame);
+    }
 }
 
 TEST_F(Sender, ReceiverThatFailsOrBlocksTooLongIsDroppedAlone)
@@ -112,8 +109,7 @@ TEST_F(Sender, ReceiverThatFailsOrBlocksTooLongIsDroppedAlone)
         const Watcher first(1, 1), second(2, 1);
         FakeSend send(std::move(results));
         FakeLog log;
-        Bytes message(32788);
-        std::iota(message.begin(), message.end(), uint8_t{3});
+        Bytes message = Frame(3, 32788);
         clock_.sleeps.clear();
         SendAVStream(FrameReceivers(0), message.data(), message.size());
         EXPECT_EQ(GetSessionIdByFd(first.fd()) == 1, isKept);
@@ -138,8 +134,7 @@ TEST_F(Sender, ConnectionRemovedMeanwhileIsNotWaitedFor)
     const Watcher watcher(1, 1);
     FakeSend send(std::vector<int>(300, -EAGAIN));
     clock_.onSleep = [&] { RemoveFd(watcher.fd()); };
-    Bytes message(100);
-    SendAVStream(FrameReceivers(0), message.data(), message.size());
+    EXPECT_EQ(Send(0, Frame(0x41, 100)), 0);
     EXPECT_EQ(clock_.sleeps[2], 1);
 }
 

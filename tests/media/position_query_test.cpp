@@ -1,6 +1,5 @@
 #include "media/position_query.h"
 
-#include <array>
 #include <thread>
 
 #include "tests/media/fakes.h"
@@ -20,17 +19,16 @@ class PositionQuery : public testing::Test {
 TEST_F(PositionQuery, BelievesOnlyTheAnswerToItsQuestion)
 {
     // Client type, command, stream, result and bytes.
-    const std::array<uint32_t, 5> kAnswers[] = {
+    const Words kAnswers[] = {
         {kType, 0x2001, 1, 1, 44}, {kType, 0x2002, 0, 2, 44}, {11, 0x2002, 1, 3, 44},
         {kType, 0x4001, 1, 4, 44}, {kType, 0x2002, 1, 5, 12}, // too short to hold a result
     };
+    const auto send = [this](const Words& row) {
+        host_.Send(kType, {row[0], row[1], row[2], row[3]}, row[4]);
+    };
     // The true answer: as short as can be, overlong, and of a host that does not echo.
-    for (const std::array<uint32_t, 5>& last : {std::array<uint32_t, 5>{kType, 0x2002, 1, ~0U, 16},
-                                                {kType, 0x2002, 1, ~0U, 80},
-                                                {0, 0, 0, ~0U, 44}}) {
-        const auto send = [this](const std::array<uint32_t, 5>& row) {
-            host_.Send(kType, Words(row.begin(), row.begin() + 4), row[4]);
-        };
+    for (const Words& last :
+         {Words{kType, 0x2002, 1, ~0U, 16}, {kType, 0x2002, 1, ~0U, 80}, {0, 0, 0, ~0U, 44}}) {
         send({kType, 0x2002, 1, 1, 44}); // came before the question
         clock_.onSleep = [&] {
             const Words request = host_.Take();
