@@ -201,6 +201,12 @@ class Peers : public testing::TestWithParam<Row> {
             Do(step);
         }
     }
+    // Until it has really stopped, a message may still be handed to it where it waits.
+    void Stop(const std::string& name)
+    {
+        Get(name).Signal(SIGSTOP);
+        Get(name).WaitUntilStopped();
+    }
     void ReachMoment()
     {
         if (row_.during.find("watched") != std::string::npos)
@@ -211,7 +217,7 @@ class Peers : public testing::TestWithParam<Row> {
         } else if (row_.peer == "alarm" && row_.moment == "between") {
             Do("alarms");
         } else if (row_.peer == "server" && row_.moment == "before") {
-            Get("ParamHost").Signal(SIGSTOP);
+            Stop("ParamHost");
             SendSet();
             WaitUntil("the set's request", [] { return Queued(kParameterKey) == 1; });
         }
@@ -223,7 +229,7 @@ class Peers : public testing::TestWithParam<Row> {
         ServerProcess& paused = Get(row_.pauseAt.substr(0, colon));
         paused.WaitUntilStopped();
         if (row_.peer == "server" && row_.moment == "after") { // the answer lies in the queue
-            Get("server").Signal(SIGSTOP);
+            Stop("server");
             paused.Signal(SIGCONT);
             paused.WaitUntilStopped();
         }
@@ -233,7 +239,7 @@ class Peers : public testing::TestWithParam<Row> {
         hasFailed_ = true;
         ServerProcess& peer = Get(row_.peer);
         if (row_.fault == "stopped") {
-            peer.Signal(SIGSTOP);
+            Stop(row_.peer);
         } else if (row_.fault == "removed") {
             for (const key_t key : kPeers.at(row_.peer).segments)
                 shmctl(shmget(key, 0, 0), IPC_RMID, nullptr);

@@ -82,7 +82,7 @@ void ServerProcess::WaitUntilStopped() const
 {
     siginfo_t stop{};
     WaitUntil("the process to stop", [&] {
-        waitid(P_PID, static_cast<id_t>(pid_), &stop, WSTOPPED | WNOHANG);
+        waitid(P_PID, static_cast<id_t>(pid_), &stop, WSTOPPED | WNOHANG | WNOWAIT);
         return stop.si_pid == pid_;
     });
 }
