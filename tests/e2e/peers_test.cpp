@@ -15,7 +15,7 @@
 
 #include "camera/alarm_block.h"
 #include "tests/e2e/harness/camera_test.h"
-#include "tests/e2e/harness/table.h"
+#include "tests/table.h"
 
 namespace {
 

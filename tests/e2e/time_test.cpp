@@ -13,7 +13,7 @@
 #include "common/keeper_block.h"
 #include "media/media_layout.h"
 #include "tests/e2e/harness/camera_test.h"
-#include "tests/e2e/harness/table.h"
+#include "tests/table.h"
 
 namespace {
 
