@@ -5,10 +5,8 @@
 #include <cstdio>
 
 #include "bench/committed_ratios.h"
-#include "bench/frame_pattern.h"
 #include "bench/media_figures.h"
 #include "bench/process_under_test.h"
-#include "media/media_layout.h"
 
 TEST(Figures, AreRankedSummedAndRead)
 {
@@ -24,19 +22,6 @@ TEST(Figures, AreRankedSummedAndRead)
     const std::string status = "nonvoluntary_ctxt_switches:\t34\nvoluntary_ctxt_switches:\t12\n";
     EXPECT_EQ(FieldOf(status, "voluntary_ctxt_switches"), 12U);
     EXPECT_EQ(FieldOf(status, "Pss"), 0U);
-}
-
-TEST(FramePattern, EveryGroupHasTheBytesOfItsRate)
-{
-    for (const uint32_t mbit : {1U, 4U, 20U, 25U}) {
-        const FramePattern pattern{.bitsPerSecond = mbit * 1000000};
-        double bytes = 0;
-        for (uint64_t number = 100; number < 100 + pattern.gopFrames; ++number) {
-            bytes += FrameBytes(pattern, number);
-            EXPECT_LE(FrameBytes(pattern, number), kMainFrameBytes);
-        }
-        EXPECT_NEAR(bytes / (mbit * 250000.0), 1, 0.002);
-    }
 }
 
 // A full run in small: at 4 Mbit/s one and fifteen watchers, of which each costs the server 2 and the RTSP
