@@ -71,33 +71,6 @@ TEST(ParameterStore, SpreadsATourOverItsPoints)
     EXPECT_TRUE(camera.block == expected);
 }
 
-TEST(ParameterStore, FindsItsSettingsAgainAfterARestart)
-{
-    const TemporaryDirectory directory;
-    const std::string file = directory.File("state.json");
-    Camera camera(file);
-    Block account(68, 0);
-    memcpy(account.data(), "eve", 3);
-    const std::pair<uint32_t, Block> changes[] = {
-        {4101, {0x90, 0x1F}},
-        {4098, {192, 0, 2, 1}},
-        {4193, {5, 0, 0, 0}},
-        {4145, {'h', 'e', 'x', ':', 'a', '"', '\n'}},
-        {4154, {0, 0, 0, 0x80}},
-        {4217, Block(128, 0xA5)},
-        {4335, TourRecord(1, 7, 2)},
-        {8195, account},
-        {4300, {0}}, // last, so that no later change saves it
-    };
-    for (const auto& [field, value] : changes)
-        EXPECT_EQ(camera.Apply(field, value), 0) << field;
-    Camera again(file);
-    EXPECT_TRUE(again.block == camera.block);
-    EXPECT_EQ(again.Apply(4395, {1}), 0);
-    EXPECT_TRUE(again.block == Camera().block) << "factory default";
-    EXPECT_TRUE(Camera(file).block == Camera().block);
-}
-
 Block Ptz(uint8_t action, uint8_t value = 0)
 {
     return {1, action, 0, 0, value};
