@@ -30,6 +30,26 @@ recorder restore $moved "$work/before.json" | grep -q "the camera is at $CAMERA"
 recorder get "$CAMERA" --all -o "$work/after.json"
 cmp "$work/before.json" "$work/after.json" || fail 'not restored'
 
+# Every pair of codecs comes back, also behind a start of live video, and where the camera, which compares
+# with the main stream, takes the extra stream's codec only by way of another one of the main stream.
+codecs() { # MAIN EXTRA
+    recorder set "$CAMERA" Simplify.Encode \
+        "{\"MainFormat\":{\"Video\":{\"Compression\":\"$1\"}},\"ExtraFormat\":{\"Video\":{\"Compression\":\"$2\"}}}"
+}
+while read -r main extra main_now extra_now; do
+    codecs "$main" "$extra"
+    recorder get "$CAMERA" --all -o "$work/before.json"
+    codecs "$main_now" "$extra_now"
+    recorder live "$CAMERA" --duration 1 > "$work/live"
+    recorder restore "$CAMERA" "$work/before.json" > "$work/restored" || fail "$(cat "$work/restored")"
+    recorder diff "$CAMERA" "$work/before.json" || fail "$main $extra is not restored from $main_now $extra_now"
+done << 'END'
+H.264 H.264 H.265 H.265
+H.265 H.264 H.264 H.265
+H.264 H.265 H.264 H.264
+H.264 H.264 H.264 H.265
+END
+
 # Its address is changed by a search too, whether it is named by what it has or by its MAC.
 recorder set-address "$CAMERA" --address $moved | grep -q "is at $moved" || fail 'not moved by its address'
 recorder set-address 02:00:5e:a1:b2:c3 --address "$CAMERA" | grep -q "is at $CAMERA" || fail 'not moved by its MAC'
