@@ -6,10 +6,11 @@
 set -eu
 # shellcheck source=tests/scene.sh
 . "${0%/*}/scene.sh"
-start_camera --apply-network --state "$work/state.json"
+start_camera --apply-network --state "$work/state.json" --rechost --reboot-pause 0.1
 
 recorder discover --timeout 2 | grep -q "^$CAMERA .*02:00:5E:A1:B2:C3" || fail 'not found'
-recorder get "$CAMERA" --all -o "$work/before.json"
+recorder get "$CAMERA" --all -o "$work/first.json"
+cp "$work/first.json" "$work/before.json"
 recorder set "$CAMERA" System.TimeZone '{"timeMin":-480}'
 recorder set "$CAMERA" 'AVEnc.VideoColor.[0]' '[{"VideoColorParam":{"Brightness":10,"Contrast":90}}]'
 recorder set "$CAMERA" 'Detect.MotionDetect.[0]' '{"Enable":true,"Level":6,"Region":["0x00ff00ff"]}'
@@ -21,6 +22,18 @@ moved=192.0.2.77
 recorder set "$CAMERA" NetWork.NetCommon \
     "{\"HostName\":\"front-door\",\"HttpPort\":8081,\"HostIP\":\"$moved\"}" |
     grep -q "the camera is at $moved" || fail 'not found again'
+
+# A reboot loses nothing but the head's position.
+at_home='action 16, value 2, at pan 0.00 tilt 0.00 zoom 1.00' # which the third preset then is
+recorder ptz $moved right --for 0.1
+recorder preset $moved set 3
+grep -qF "$at_home" "$work/camera.log" && fail 'the head does not move'
+recorder get $moved --all -o "$work/set.json"
+recorder reboot $moved --wait 60
+recorder diff $moved "$work/set.json" || fail 'a reboot loses settings'
+grep -q 'RecHost: told to stop, its files are closed' "$work/camera.log" || fail 'the recording is not closed'
+recorder preset $moved set 3
+grep -qF "$at_home" "$work/camera.log" || fail 'the head is not at home'
 
 live=$(recorder live $moved --duration 2)
 grep -q '^main: H.264 1280x720' <<< "$live" || fail "the picture is not what was set: $live"
@@ -53,4 +66,8 @@ END
 # Its address is changed by a search too, whether it is named by what it has or by its MAC.
 recorder set-address "$CAMERA" --address $moved | grep -q "is at $moved" || fail 'not moved by its address'
 recorder set-address 02:00:5e:a1:b2:c3 --address "$CAMERA" | grep -q "is at $CAMERA" || fail 'not moved by its MAC'
+
+recorder factory-default "$CAMERA" --yes
+recorder get "$CAMERA" --all -o "$work/default.json"
+cmp "$work/first.json" "$work/default.json" || fail 'not as on the first day'
 expect_no_complaint
