@@ -1,11 +1,10 @@
 // Counts what a delivered frame costs the server: wake-ups, system calls, copied bytes, allocations. Unlike
 // times, these do not depend on the machine's speed, so they are held against bounds wherever tests run.
-#include <getopt.h>
 #include <sys/mman.h>
 #include <unistd.h>
 
+#include <CLI/CLI.hpp>
 #include <cstdio>
-#include <cstdlib>
 #include <cstring>
 #include <filesystem>
 #include <fstream>
@@ -31,6 +30,8 @@ constexpr int64_t kLimitNs = 30000000000LL;
 
 // The thread that answers requests; only its allocations are a matter of the requests, not of the frames.
 constexpr char kRequestThread[] = "SendRecvSocketT";
+
+constexpr int kWrongCommandLine = 2;
 
 struct Counts {
     uint64_t calls[kCallKindCount] = {};
@@ -296,67 +297,31 @@ size_t Compare(const std::vector<Figure>& figures, const std::vector<Bound>& bou
     return over + (wanted - used);
 }
 
-[[noreturn]] void Usage(int status)
-{
-    fprintf(status == 0 ? stdout : stderr,
-            "Usage: velmora-frame-cost [OPTIONS]     (through tests/isolated.sh)\n"
-            "  --server PATH      program to count (Velmora_server beside this program)\n"
-            "  --counter PATH     the library that counts (velmora-call-counter.so beside this program)\n"
-            "  --bounds FILE      hold the figures against these bounds; exit code 1 when one is exceeded\n"
-            "  --watchers N       only this number of watchers, 1 to 15 (1 and 4)\n"
-            "  --seconds N        counted seconds, an even number (6)\n");
-    exit(status);
-}
+} // namespace
 
-Options ParseOptions(int argc, char** argv)
+int main(int argc, char** argv)
 {
     const std::filesystem::path here = std::filesystem::read_symlink("/proc/self/exe").parent_path();
     Options options;
     options.server = here / "Velmora_server";
     options.counter = here / "velmora-call-counter.so";
-    constexpr option kLong[] = {{"server", required_argument, nullptr, 's'},
-                                {"counter", required_argument, nullptr, 'c'},
-                                {"bounds", required_argument, nullptr, 'b'},
-                                {"watchers", required_argument, nullptr, 'w'},
-                                {"seconds", required_argument, nullptr, 't'},
-                                {"help", no_argument, nullptr, 'h'},
-                                {nullptr, 0, nullptr, 0}};
-    for (int name; (name = getopt_long(argc, argv, "h", kLong, nullptr)) != -1;) {
-        const auto number = optarg == nullptr ? 0UL : strtoul(optarg, nullptr, 10);
-        switch (name) {
-        case 's':
-            options.server = optarg;
-            break;
-        case 'c':
-            options.counter = optarg;
-            break;
-        case 'b':
-            options.bounds = optarg;
-            break;
-        case 'w':
-            options.watchers = {static_cast<uint32_t>(number)};
-            if (number < 1 || number > 15)
-                Usage(2);
-            break;
-        case 't':
-            options.seconds = static_cast<uint32_t>(number);
-            if (number < 2 || number > 3600 || number % 2 != 0)
-                Usage(2);
-            break;
-        case 'h':
-            Usage(0);
-        default:
-            Usage(2);
-        }
+    CLI::App app("Counts what each thread of the server does for a frame (through tests/isolated.sh)",
+                 "velmora-frame-cost");
+    app.option_defaults()->always_capture_default();
+    app.add_option("--server", options.server, "Program to count")->check(CLI::ExistingFile);
+    app.add_option("--counter", options.counter, "The library that counts")->check(CLI::ExistingFile);
+    app.add_option("--bounds", options.bounds,
+                   "Hold the figures against these bounds; 1 when one is exceeded")
+        ->check(CLI::ExistingFile);
+    app.add_option("--watchers", options.watchers, "Audiences")->check(CLI::Range(1, 15));
+    app.add_option("--seconds", options.seconds, "Counted seconds, an even number")
+        ->check(CLI::Range(2, 3600))
+        ->check([](const std::string& text) { return (text.back() - '0') % 2 == 0 ? "" : "odd"; }, "EVEN");
+    try {
+        app.parse(argc, argv);
+    } catch (const CLI::ParseError& error) {
+        return app.exit(error) == 0 ? 0 : kWrongCommandLine;
     }
-    return options;
-}
-
-} // namespace
-
-int main(int argc, char** argv)
-{
-    const Options options = ParseOptions(argc, argv);
     size_t over = 0;
     try {
         const std::vector<Bound> bounds =

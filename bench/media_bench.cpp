@@ -1,12 +1,10 @@
 // Measures live view: the server, the floor program and an RTSP server in turn, on the same synthetic
 // streams, with the same number of watchers. README.md says what is measured and how.
-#include <getopt.h>
-#include <unistd.h>
-
+#include <CLI/CLI.hpp>
 #include <cstdio>
-#include <cstdlib>
 #include <exception>
 #include <filesystem>
+#include <map>
 #include <stdexcept>
 #include <string>
 #include <vector>
@@ -16,6 +14,8 @@
 #include "bench/media_measure.h"
 
 namespace {
+
+constexpr int kWrongCommandLine = 2;
 
 struct Options {
     std::string programs[kPrograms]; // empty: not measured
@@ -56,113 +56,48 @@ std::vector<MediaCase> MeasureRate(uint32_t mbit, const Options& options)
     return cases;
 }
 
-[[noreturn]] void Usage(int status)
-{
-    fprintf(status == 0 ? stdout : stderr,
-            "Usage: velmora-media-bench [OPTIONS]     (through tests/isolated.sh)\n"
-            "  --server PATH      program under test (Velmora_server beside this program)\n"
-            "  --floor PATH       floor program (velmora-media-floor beside this program)\n"
-            "  --rtsp PATH        RTSP server (velmora-rtsp-bench beside this program, if it is built)\n"
-            "  --floor-only       measure the floor alone\n"
-            "  --repeats N        repeats of each case (5)\n"
-            "  --seconds N        measured seconds of each repeat (8)\n"
-            "  --watchers N       only this number of watchers, 1 to 15 (1, 4 and 15)\n"
-            "  --mbit N           only this rate of the main stream, 1 to 25 Mbit/s (4 and 20)\n"
-            "  --next blank|announced   what lies where the next record will be (blank)\n"
-            "  --json FILE        also write every figure to FILE\n"
-            "  --check FILE       also compare ratios with the committed ones of FILE\n"
-            "  --keep FILE        also write the ratios to FILE, to be committed\n");
-    exit(status);
-}
-
-uint32_t Number(const char* text, uint32_t limit)
-{
-    char* end = nullptr;
-    const unsigned long value = strtoul(text, &end, 10);
-    if (*text == '\0' || *end != '\0' || value < 1 || value > limit) {
-        fprintf(stderr, "velmora-media-bench: '%s' is not a number from 1 to %u\n", text, limit);
-        exit(2);
-    }
-    return static_cast<uint32_t>(value);
-}
-
-NextRecord ParseNextRecord(const std::string& text)
-{
-    if (text != "blank" && text != "announced")
-        Usage(2);
-    return text == "blank" ? NextRecord::Blank : NextRecord::Announced;
-}
-
-Options ParseOptions(int argc, char** argv)
-{
-    const std::filesystem::path here = std::filesystem::read_symlink("/proc/self/exe").parent_path();
-    Options options;
-    auto& [server, floor, rtsp] = options.programs;
-    server = here / "Velmora_server";
-    floor = here / "velmora-media-floor";
-    if (access((here / "velmora-rtsp-bench").c_str(), X_OK) == 0)
-        rtsp = here / "velmora-rtsp-bench";
-    constexpr option kLong[] = {
-        {"server", required_argument, nullptr, 's'},   {"floor", required_argument, nullptr, 'f'},
-        {"rtsp", required_argument, nullptr, 'p'},     {"floor-only", no_argument, nullptr, 'o'},
-        {"repeats", required_argument, nullptr, 'r'},  {"seconds", required_argument, nullptr, 't'},
-        {"watchers", required_argument, nullptr, 'w'}, {"mbit", required_argument, nullptr, 'm'},
-        {"next", required_argument, nullptr, 'n'},     {"json", required_argument, nullptr, 'j'},
-        {"check", required_argument, nullptr, 'c'},    {"keep", required_argument, nullptr, 'k'},
-        {"help", no_argument, nullptr, 'h'},           {nullptr, 0, nullptr, 0}};
-    for (int name; (name = getopt_long(argc, argv, "h", kLong, nullptr)) != -1;) {
-        switch (name) {
-        case 's':
-            server = optarg;
-            break;
-        case 'f':
-            floor = optarg;
-            break;
-        case 'p':
-            rtsp = optarg;
-            break;
-        case 'o':
-            server.clear();
-            rtsp.clear();
-            break;
-        case 'r':
-            options.repeats = Number(optarg, 1000);
-            break;
-        case 't':
-            options.seconds = Number(optarg, 3600);
-            break;
-        case 'w':
-            options.watchers = {Number(optarg, 15)};
-            break;
-        case 'm':
-            options.mbit = {Number(optarg, 25)};
-            break;
-        case 'n':
-            options.nextRecord = ParseNextRecord(optarg);
-            break;
-        case 'j':
-            options.json = optarg;
-            break;
-        case 'c':
-            options.committed = optarg;
-            break;
-        case 'k':
-            options.kept = optarg;
-            break;
-        case 'h':
-            Usage(0);
-        default:
-            Usage(2);
-        }
-    }
-    return options;
-}
-
 } // namespace
 
 int main(int argc, char** argv)
 {
-    const Options options = ParseOptions(argc, argv);
+    const std::filesystem::path here = std::filesystem::read_symlink("/proc/self/exe").parent_path();
+    const std::map<std::string, NextRecord> nextRecords = {{"blank", NextRecord::Blank},
+                                                           {"announced", NextRecord::Announced}};
+    Options options;
+    auto& [server, floor, rtsp] = options.programs;
+    server = here / "Velmora_server";
+    floor = here / "velmora-media-floor";
+    if (exists(here / "velmora-rtsp-bench")) // built where its library is installed
+        rtsp = here / "velmora-rtsp-bench";
+    CLI::App app("Measures live view beside the floor and an RTSP server (through tests/isolated.sh)",
+                 "velmora-media-bench");
+    app.option_defaults()->always_capture_default();
+    app.add_option("--server", server, "Program under test")->check(CLI::ExistingFile);
+    app.add_option("--floor", floor, "Floor program")->check(CLI::ExistingFile);
+    app.add_option("--rtsp", rtsp, "RTSP server")->check(CLI::ExistingFile);
+    bool floorOnly = false;
+    app.add_flag("--floor-only", floorOnly, "Measure the floor alone");
+    app.add_option("--repeats", options.repeats, "Repeats of each case")->check(CLI::Range(1, 1000));
+    app.add_option("--seconds", options.seconds, "Measured seconds of each repeat")
+        ->check(CLI::Range(1, 3600));
+    app.add_option("--watchers", options.watchers, "Audiences")->check(CLI::Range(1, 15));
+    app.add_option("--mbit", options.mbit, "Rates of the main stream, Mbit/s")->check(CLI::Range(1, 25));
+    app.add_option("--next", options.nextRecord, "What lies where the next record will be")
+        ->transform(CLI::CheckedTransformer(nextRecords))
+        ->default_str("blank");
+    app.add_option("--json", options.json, "Also write every figure to this file");
+    app.add_option("--check", options.committed, "Also compare ratios with the committed ones of this file")
+        ->check(CLI::ExistingFile);
+    app.add_option("--keep", options.kept, "Also write the ratios to this file, to be committed");
+    try {
+        app.parse(argc, argv);
+    } catch (const CLI::ParseError& error) {
+        return app.exit(error) == 0 ? 0 : kWrongCommandLine;
+    }
+    if (floorOnly) {
+        server.clear();
+        rtsp.clear();
+    }
     std::vector<MediaCase> cases;
     try {
         for (const uint32_t mbit : options.mbit)

@@ -3,6 +3,7 @@
 #include <unistd.h>
 
 #include <csignal>
+#include <cstdlib>
 #include <filesystem>
 #include <utility>
 
@@ -10,11 +11,18 @@ namespace {
 
 constexpr int kStartSeconds = 30; // for a sibling, on a busy machine
 
+// In the sandbox's memory: the parameter host answers when its settings are stored, and a disk that is busy
+// for others may take seconds to do that.
+std::filesystem::path StateFolder()
+{
+    const char* const sandbox = getenv("SANDBOX");
+    return sandbox != nullptr ? sandbox : std::filesystem::temp_directory_path();
+}
+
 } // namespace
 
 SoakCamera::SoakCamera(std::string program, const std::string& server, SoakLog& log)
-    : program_(std::move(program)),
-      stateFile_(std::filesystem::temp_directory_path() / ("velmora-soak-" + std::to_string(getpid()))),
+    : program_(std::move(program)), stateFile_(StateFolder() / ("velmora-soak-" + std::to_string(getpid()))),
       log_(log), parameters_(Sibling("parameters")), media_(Sibling("media")), alarms_(Sibling("alarms")),
       server_({server}), logReader_([this] { ReadLog(); })
 {

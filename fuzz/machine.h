@@ -6,9 +6,16 @@
 // or into the parameter block, run a command) ends the program.
 #pragma once
 
+#include <cerrno>
 #include <cstddef>
 #include <cstdint>
+#include <optional>
 #include <span>
+
+#include "camera/parameter_message.h"
+#include "fuzz/wrapped.h"
+#include "hosts/parameter_store.h"
+#include "media/ring_layout.h"
 
 // Ways in which the machine is at odds with the server; a set of them holds until it is replaced.
 enum Fault : uint16_t {
@@ -28,10 +35,52 @@ enum Fault : uint16_t {
     kEncoderLies = 1 << 13,   // the encoder host answers with other orders' words
 };
 
+// The segments of the camera; the rooms of the blocks have some bytes more than the blocks.
+enum SegmentPlace : uint8_t { kParameterBlock, kParameterData, kAlarmBlock, kKeeperBlock };
+
 inline constexpr int kListenSocket = 100;
 inline constexpr int kSearchSocket = 101;
 inline constexpr int kFirstConnection = 102; // accepted sockets have the lowest free number from here on
 inline constexpr int kLastConnection = 121;
+
+inline constexpr int kOwnProcess = 7; // of the server, among the camera's
+
+// What a read finds.
+struct Offer {
+    int fd = 0; // 0: nothing
+    std::span<const uint8_t> bytes{};
+    bool isError = false;
+};
+
+struct MachineState {
+    uint16_t faults = 0;
+
+    Offer offer;          // to the next read; readable until its bytes are taken
+    bool hasPeer = false; // waits to be accepted
+    bool isOpen[kLastConnection - kFirstConnection + 1] = {};
+    bool isShut[kLastConnection - kFirstConnection + 1] = {};
+
+    bool isAnswered = false; // by the parameter host
+    ParameterMessage answer{};
+    bool isOrdered = false; // of the encoder host
+    ControlMessage order{};
+
+    size_t jsonAllocations = 0; // that the server has not freed
+};
+
+extern MachineState g_machine;
+extern std::optional<ParameterStore> g_store; // the parameter host's
+
+inline bool Has(Fault fault)
+{
+    return (g_machine.faults & fault) != 0;
+}
+
+template <typename Result> Result Fail(Result result, int error)
+{
+    errno = error;
+    return result;
+}
 
 // Attaches the server to the machine, once.
 void StartMachine();
@@ -40,26 +89,12 @@ void PowerOn();
 // Lets go of everything that the machine allocated; no connection may be open.
 void PowerOff();
 
-void SetFaults(uint16_t faults);
-// Overwrites bytes of the parameter block, as its owner may.
-void WriteBlock(size_t offset, std::span<const uint8_t> bytes);
-void PassTime(uint32_t milliseconds);
-
-// A peer waits to be accepted.
-void OfferPeer();
-// What the next read of the socket finds: bytes, the end, or an error. It is readable until they are taken.
-void OfferBytes(int fd, std::span<const uint8_t> bytes);
-void OfferEnd(int fd, bool isError);
 bool IsReadable(int fd);
 // Whether the socket was accepted and is not closed; and whether it was shut down meanwhile.
 bool IsOpenConnection(int fd);
 bool IsShutConnection(int fd);
 
-// Bytes that the server allocated for JSON and has not freed.
-size_t JsonAllocations();
-
 // Whether the server has the thread now. While it has, what it writes to standard error goes nowhere,
 // unless FUZZ_LOG is set.
 void EnterServer(bool isServing);
-// Ends the program with a line that says what was violated.
-[[noreturn]] void Violation(const char* what);
+bool IsSilent();

@@ -9,8 +9,7 @@
 #include <iterator>
 #include <vector>
 
-extern "C" int LLVMFuzzerInitialize(int* argc, char*** argv);
-extern "C" int LLVMFuzzerTestOneInput(const uint8_t* bytes, size_t length);
+#include "fuzz/wrapped.h"
 
 namespace {
 

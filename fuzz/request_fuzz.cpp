@@ -22,9 +22,6 @@
 #include "server/network_state.h"
 #include "server/receive_thread.h"
 
-extern "C" int LLVMFuzzerInitialize(int* argc, char*** argv);
-extern "C" int LLVMFuzzerTestOneInput(const uint8_t* bytes, size_t length);
-
 namespace {
 
 uint32_t g_sessions = 0; // that logins have been given
@@ -57,7 +54,7 @@ int Dispatch(int fd, const uint8_t* request, int requestLen, uint8_t* reply, int
     CheckSession(asked, sessionBefore, GetSessionIdByFd(fd), ReadHeader(reply, kHeaderBytes));
     if (GetFdType(fd) != typeBefore && asked.usMessageId != kLoginReq && asked.usMessageId != kMonitorClaim)
         Violation("a request that may not change the connection's type has");
-    if (JsonAllocations() != 0)
+    if (g_machine.jsonAllocations != 0)
         Violation("a request left JSON allocated");
     return 0;
 }
@@ -94,43 +91,46 @@ int SocketNear(uint8_t place)
 
 void Connect()
 {
-    OfferPeer();
+    g_machine.hasPeer = true;
     timeval timeout{.tv_sec = 0, .tv_usec = 0};
     (void)ListenerStep(kListenSocket, &timeout);
 }
 
 // A stream's bytes may take several reads.
-void Receive(int fd)
+void Receive(const Offer& offer)
 {
+    g_machine.offer = offer;
     do
         (void)ReceivePass(&g_buffers);
-    while (IsReadable(fd) && IsOpenConnection(fd));
-    OfferBytes(0, {});
+    while (IsReadable(offer.fd) && IsOpenConnection(offer.fd));
+    g_machine.offer = {};
 }
 
 void Search(std::span<const uint8_t> datagram)
 {
-    OfferBytes(kSearchSocket, datagram);
+    g_machine.offer = {.fd = kSearchSocket, .bytes = datagram};
     SearchTask task{.run = BeginNetworkRun(), .fd = kSearchSocket};
     (void)DevSearchThread(&task);
-    OfferBytes(0, {});
+    g_machine.offer = {};
+}
+
+size_t WordOf(std::span<const uint8_t> bytes)
+{
+    return bytes.size() >= 2 ? bytes[0] + bytes[1] * 256U : 0;
 }
 
 // Places above 0 are the block's first pages, where nearly all settings lie.
 void Store(const Event& event)
 {
-    if (event.bytes.size() < 2)
-        return;
-    const size_t word = event.bytes[0] + event.bytes[1] * 256U;
-    WriteBlock(event.place == 0 ? word * 4 : word % 8192, event.bytes.subspan(2));
+    const size_t word = WordOf(event.bytes);
+    const size_t place = event.place == 0 ? word * 4 : word % 8192;
+    for (size_t i = 2; i < event.bytes.size() && place + i - 2 < kSysConfigBytes; ++i)
+        g_segments[kParameterBlock].hostsBase()[place + i - 2] = event.bytes[i];
 }
 
 void Wait(const Event& event)
 {
-    if (event.bytes.empty())
-        PassTime((event.place + 1U) * 1000);
-    else
-        PassTime(event.bytes[0]);
+    g_nowUs += int64_t{1000} * (event.bytes.empty() ? (event.place + 1) * 1000 : event.bytes[0]);
     IdleDetectorStep(GetUptime());
     (void)ReceivePass(&g_buffers);
 }
@@ -144,22 +144,20 @@ void Happen(const Event& event)
             Connect();
         if (event.bytes.empty())
             return;
-        OfferBytes(SocketNear(event.place), event.bytes);
-        return Receive(SocketNear(event.place));
+        return Receive({.fd = SocketNear(event.place), .bytes = event.bytes});
     case kDatagram:
         return Search(event.bytes);
     case kConnect:
         return Connect();
     case kEnd:
-        OfferEnd(fd, !event.bytes.empty());
-        return Receive(fd);
+        return Receive({.fd = fd, .isError = !event.bytes.empty()});
     case kSettings:
         return Store(event);
     case kTime:
         return Wait(event);
     case kWeather:
-        return SetFaults(event.bytes.size() >= 2 ? static_cast<uint16_t>(event.bytes[0] | event.bytes[1] << 8)
-                                                 : 0);
+        g_machine.faults = static_cast<uint16_t>(WordOf(event.bytes));
+        return;
     case kAlarm:
         return AlarmCallbackFunc(event.place >> 4 & 7, event.place & 3, event.place & 3);
     case kEventKinds:

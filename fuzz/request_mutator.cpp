@@ -39,126 +39,69 @@ template <typename List> auto& Pick(List& list)
     return list[Below(std::size(list))];
 }
 
-std::string PickName()
+// The pieces of JSON text that can be exchanged: strings, words and numbers, brackets, commas and colons.
+std::vector<std::string_view> Tokens(std::string_view text)
 {
-    return Pick(kRequestNames);
-}
-
-// A piece of JSON text that can be exchanged: a string, a word or number, or a bracket, comma or colon.
-struct Token {
-    size_t begin;
-    size_t end;
-};
-
-std::vector<Token> Tokens(std::string_view text)
-{
-    constexpr std::string_view kPunctuation = "{}[],:";
-    std::vector<Token> tokens;
-    for (size_t at = 0; at < text.size();) {
-        size_t end = at + 1;
-        if (text[at] == '"') {
+    std::vector<std::string_view> tokens;
+    while (!text.empty()) {
+        size_t end = 1;
+        if (text[0] == '"') {
             while (end < text.size() && text[end] != '"')
                 end += text[end] == '\\' ? 2 : 1;
-            end = std::min(end + 1, text.size());
-        } else if (kPunctuation.find(text[at]) == std::string_view::npos) {
-            end = std::min(text.find_first_of("\"{}[],: \n", end), text.size());
+            ++end;
+        } else if (std::string_view("{}[],:").find(text[0]) == std::string_view::npos) {
+            end = text.find_first_of("\"{}[],: \n", 1);
         }
-        tokens.push_back({at, end});
-        at = end;
+        tokens.push_back(text.substr(0, end));
+        text.remove_prefix(tokens.back().size());
     }
     return tokens;
 }
 
-std::string Quoted(const std::string& text)
+std::string Name()
 {
-    return '"' + text + '"';
+    return std::string{'"'} + Pick(kRequestNames) + '"';
 }
 
-std::string RandomValue()
+std::string Value()
 {
     switch (Below(8)) {
     case 0:
-        return Quoted(PickName());
+        return Name();
     case 1:
-        return Quoted(std::string(size_t{1} << Below(12), 'x'));
+        return '"' + std::string(size_t{1} << Below(12), 'x') + '"';
     case 2:
-        return std::to_string(static_cast<int64_t>(g_random()) - (1 << 30));
-    case 3:
         return std::string(Below(1200), OneIn(2) ? '[' : '{');
     default:
         return Pick(kRequestValues);
     }
 }
 
-// The token's text, changed in one way.
-std::string Changed(const std::string& token)
+// The form with the token for each T in it, names for N and values for V.
+std::string Expand(std::string_view form, std::string_view token)
 {
-    const bool isText = token.front() == '"';
-    switch (Below(7)) {
-    case 0:
-        return "";
-    case 1:
-        return token + "," + token;
-    case 2:
-        return isText ? token + ":" + RandomValue() + "," + token : token + token;
-    case 3:
-        return "[" + token + "]";
-    case 4:
-        return "{" + Quoted(PickName()) + ":" + token + "}";
-    case 5:
-        return isText ? Quoted(PickName()) : RandomValue();
-    default:
-        return token == "{" ? token + Quoted(PickName()) + ":" + RandomValue() + "," : RandomValue();
-    }
+    std::string text;
+    for (const char sign : form)
+        text += sign == 'T'   ? std::string(token)
+                : sign == 'N' ? Name()
+                : sign == 'V' ? Value()
+                              : std::string(1, sign);
+    return text;
 }
 
 void ChangeBody(std::string* body)
 {
-    const std::vector<Token> tokens = Tokens(*body);
-    if (tokens.empty()) {
-        *body = RandomValue();
-        return;
-    }
-    const Token token = Pick(tokens);
-    const Token other = Pick(tokens);
-    if (OneIn(8) && other.begin > token.end) // a piece twice, or not at all
-        body->insert(token.begin, OneIn(2) ? body->substr(token.begin, other.begin - token.begin) : "");
-    else
-        body->replace(token.begin, token.end - token.begin,
-                      Changed(body->substr(token.begin, token.end - token.begin)));
+    static constexpr const char* kForms[] = {"", "T,T", "T:V,T", "[T]", "{N:T}", "N", "V", "V", "TN:V,"};
+    const std::vector<std::string_view> tokens = Tokens(*body);
+    const std::string_view token = tokens.empty() ? *body : Pick(tokens);
+    const std::string changed = Expand(Pick(kForms), token);
+    body->replace(static_cast<size_t>(token.data() - body->data()), token.size(), changed);
 }
 
-struct Message {
-    MessageHeader header;
-    std::string body;
-};
-
-uint16_t PickId()
+uint16_t MessageId()
 {
     const auto requests = Requests();
-    return OneIn(16) ? static_cast<uint16_t>(g_random()) : requests[Below(requests.size())].usMessageId;
-}
-
-void ChangeHeader(MessageHeader* header)
-{
-    constexpr uint32_t kWords[] = {0,     1,     2,     3,          20,         1004,
-                                   10219, 10220, 10221, 0x7FFFFFFF, 0x80000000, 0xFFFFFFFF};
-    switch (Below(5)) {
-    case 0:
-        header->ulSessionId = Pick(kWords);
-        break;
-    case 1:
-        header->ulSeqNum = Pick(kWords);
-        break;
-    case 2:
-        header->ulBodyLength = Pick(kWords);
-        break;
-    case 3:
-        header->usMessageId = PickId();
-        break;
-    default:
-        (OneIn(2) ? header->ucHeadFlag : header->ucVersion) = static_cast<uint8_t>(g_random());
-    }
+    return requests[Below(requests.size())].usMessageId;
 }
 
 // An event that can be kept and changed.
@@ -200,60 +143,59 @@ bool IsMessage(const OwnEvent& event)
     return (event.kind == kBytes || event.kind == kDatagram) && event.bytes.size() >= kHeaderBytes;
 }
 
-void ChangeMessage(OwnEvent* event)
+// Changes the bytes in any way.
+void ChangeBytes(std::string* bytes, size_t most)
 {
-    MessageHeader header = ReadHeader(reinterpret_cast<const uint8_t*>(event->bytes.data()), kHeaderBytes);
-    std::string body = event->bytes.substr(kHeaderBytes);
-    if (OneIn(4))
-        ChangeHeader(&header);
-    else
-        do
-            ChangeBody(&body);
-        while (OneIn(3));
+    const size_t length = bytes->size();
+    bytes->resize(most);
+    bytes->resize(LLVMFuzzerMutate(reinterpret_cast<uint8_t*>(bytes->data()), length, most));
+}
+
+std::string MessageOf(MessageHeader header, const std::string& body)
+{
     if (!OneIn(8))
         header.ulBodyLength = static_cast<uint32_t>(body.size());
     uint8_t bytes[kHeaderBytes];
     WriteHeader(bytes, header);
-    event->bytes.assign(reinterpret_cast<const char*>(bytes), sizeof bytes);
-    event->bytes += body;
+    return std::string(std::begin(bytes), std::end(bytes)) + body;
+}
+
+void ChangeMessage(std::string* message)
+{
+    std::string head = message->substr(0, kHeaderBytes);
+    std::string body = message->substr(kHeaderBytes);
+    if (OneIn(8))
+        ChangeBytes(&head, kHeaderBytes);
+    head.resize(kHeaderBytes);
+    MessageHeader header = ReadHeader(reinterpret_cast<const uint8_t*>(head.data()), kHeaderBytes);
+    if (OneIn(8))
+        header.usMessageId = MessageId();
+    while (!OneIn(3))
+        ChangeBody(&body);
+    *message = MessageOf(header, body);
 }
 
 OwnEvent NewEvent()
 {
     if (OneIn(3)) {
         std::string bytes;
-        for (size_t left = Below(12); left > 0; --left)
-            bytes += static_cast<char>(OneIn(2) ? 0 : g_random());
+        ChangeBytes(&bytes, 12);
         return {static_cast<EventKind>(Below(kEventKinds)), static_cast<uint8_t>(g_random()), bytes};
     }
-    const std::string name = PickName();
-    OwnEvent event{OneIn(4) ? kDatagram : kBytes, static_cast<uint8_t>(Below(4)),
-                   std::string(kHeaderBytes, '\0')};
     MessageHeader header{};
     header.ucHeadFlag = kHeadFlag;
     header.ucVersion = kVersion;
-    header.usMessageId = PickId();
-    const std::string body = R"({"Name":")" + name + R"(",")" + name + R"(":)" + RandomValue() + "}";
-    header.ulBodyLength = static_cast<uint32_t>(body.size());
-    WriteHeader(reinterpret_cast<uint8_t*>(event.bytes.data()), header);
-    event.bytes += body;
-    return event;
-}
-
-void ChangeBytes(OwnEvent* event)
-{
-    std::string bytes = event->bytes;
-    bytes.resize(bytes.size() + 64);
-    bytes.resize(
-        LLVMFuzzerMutate(reinterpret_cast<uint8_t*>(bytes.data()), event->bytes.size(), bytes.size()));
-    event->bytes = bytes;
+    header.usMessageId = MessageId();
+    return {OneIn(4) ? kDatagram : kBytes, static_cast<uint8_t>(Below(4)),
+            MessageOf(header, Expand(R"({"Name":T,T:V})", Name()))};
 }
 
 void ChangeList(Events* events)
 {
     const size_t at = Below(events->size());
     const auto here = events->begin() + static_cast<ptrdiff_t>(at);
-    switch (Below(6)) {
+    const size_t cut = Below(here->bytes.size() + 1);
+    switch (Below(5)) {
     case 0:
         events->insert(here, NewEvent());
         break;
@@ -263,19 +205,9 @@ void ChangeList(Events* events)
     case 2:
         events->insert(here, OwnEvent(*here));
         break;
-    case 3: { // what came in one read comes in two
-        OwnEvent rest = *here;
-        const size_t cut = Below(here->bytes.size() + 1);
-        rest.bytes.erase(0, cut);
-        here->bytes.resize(cut);
-        events->insert(here + 1, rest);
-        break;
-    }
-    case 4: // and the other way round
-        if (at + 1 < events->size()) {
-            here->bytes += here[1].bytes;
-            events->erase(here + 1);
-        }
+    case 3: // what came in one read comes in two
+        events->insert(here, {here->kind, here->place, here->bytes.substr(0, cut)});
+        (*events)[at + 1].bytes.erase(0, cut);
         break;
     default:
         std::swap(*here, Pick(*events));
@@ -289,12 +221,10 @@ void ChangeOnce(Events* events)
     OwnEvent& event = Pick(*events);
     if (OneIn(4))
         ChangeList(events);
-    else if (OneIn(12))
-        event.place = static_cast<uint8_t>(g_random());
     else if (IsMessage(event) && !OneIn(6))
-        ChangeMessage(&event);
+        ChangeMessage(&event.bytes);
     else
-        ChangeBytes(&event);
+        ChangeBytes(&event.bytes, event.bytes.size() + 64);
 }
 
 } // namespace

@@ -16,7 +16,7 @@
 #include <cstdarg>
 #include <cstring>
 
-#include "fuzz/machine_state.h"
+#include "fuzz/machine.h"
 #include "fuzz/reply_check.h"
 #include "protocol/message.h"
 
@@ -25,12 +25,6 @@ namespace {
 constexpr int kQuerySocket = 99;
 
 bool g_isQuerying = false; // the query socket is open
-
-template <typename Result> Result Fail(Result result, int error)
-{
-    errno = error;
-    return result;
-}
 
 void CheckOpen(int fd)
 {
@@ -86,21 +80,17 @@ void Answer(unsigned long request, ifreq* query)
 
 } // namespace
 
-// NOLINTBEGIN(bugprone-reserved-identifier): the linker's names for the functions that it wraps
-extern "C" {
-int __real_close(int fd);
-
-int __wrap_select(int count, fd_set* readable, fd_set* writable, fd_set* exceptional, timeval* timeout)
+WRAPPED(int, select, int count, fd_set* readable, fd_set* writable, fd_set* exceptional, timeval* timeout)
 {
     const int ready = Keep(count, readable, IsReadable) +
                       Keep(count, writable, [](int) { return !Has(kPeersFull); }) +
                       Keep(count, exceptional, [](int) { return Has(kSocketsUrgent); });
     if (ready == 0)
-        g_machine.nowUs += timeout->tv_sec * 1000000 + timeout->tv_usec;
+        g_nowUs += timeout->tv_sec * 1000000 + timeout->tv_usec;
     return ready;
 }
 
-int __wrap_poll(pollfd* sockets, nfds_t count, int)
+WRAPPED(int, poll, pollfd* sockets, nfds_t count, int)
 {
     int ready = 0;
     for (pollfd& socket : std::span(sockets, count)) {
@@ -112,7 +102,7 @@ int __wrap_poll(pollfd* sockets, nfds_t count, int)
     return ready;
 }
 
-int __wrap_accept4(int, sockaddr* peer, socklen_t* bytes, int)
+WRAPPED(int, accept4, int, sockaddr* peer, socklen_t* bytes, int)
 {
     g_machine.hasPeer = false;
     bool* const open = std::find(std::begin(g_machine.isOpen), std::end(g_machine.isOpen), false);
@@ -128,17 +118,17 @@ int __wrap_accept4(int, sockaddr* peer, socklen_t* bytes, int)
     return kFirstConnection + static_cast<int>(open - g_machine.isOpen);
 }
 
-ssize_t __wrap_recv(int fd, void* buffer, size_t bytes, int)
+WRAPPED(ssize_t, recv, int fd, void* buffer, size_t bytes, int)
 {
     return Take(fd, buffer, bytes);
 }
 
-ssize_t __wrap_recvfrom(int fd, void* buffer, size_t bytes, int, sockaddr*, socklen_t*)
+WRAPPED(ssize_t, recvfrom, int fd, void* buffer, size_t bytes, int, sockaddr*, socklen_t*)
 {
     return Take(fd, buffer, bytes);
 }
 
-ssize_t __wrap_send(int fd, const void* bytes, size_t length, int flags)
+WRAPPED(ssize_t, send, int fd, const void* bytes, size_t length, int flags)
 {
     CheckOpen(fd);
     if ((flags & (MSG_DONTWAIT | MSG_NOSIGNAL)) != (MSG_DONTWAIT | MSG_NOSIGNAL))
@@ -147,7 +137,7 @@ ssize_t __wrap_send(int fd, const void* bytes, size_t length, int flags)
     return Has(kPeersReset) ? Fail<ssize_t>(-1, EPIPE) : static_cast<ssize_t>(length);
 }
 
-ssize_t __wrap_sendto(int fd, const void* bytes, size_t length, int, const sockaddr* to, socklen_t)
+WRAPPED(ssize_t, sendto, int fd, const void* bytes, size_t length, int, const sockaddr* to, socklen_t)
 {
     CheckOpen(fd);
     CheckMessage({static_cast<const uint8_t*>(bytes), length});
@@ -159,19 +149,7 @@ ssize_t __wrap_sendto(int fd, const void* bytes, size_t length, int, const socka
     return Has(kPeersReset) ? Fail<ssize_t>(-1, ENETUNREACH) : static_cast<ssize_t>(length);
 }
 
-int __wrap_setsockopt(int fd, int, int, const void*, socklen_t)
-{
-    CheckOpen(fd);
-    return 0;
-}
-
-int __wrap_fcntl(int fd, int, ...)
-{
-    CheckOpen(fd);
-    return 0;
-}
-
-int __wrap_shutdown(int fd, int)
+WRAPPED(int, shutdown, int fd, int)
 {
     if (!IsOpenConnection(fd) || IsShutConnection(fd))
         Violation("a socket is shut down that is no connection, or twice");
@@ -179,7 +157,7 @@ int __wrap_shutdown(int fd, int)
     return 0;
 }
 
-int __wrap_close(int fd)
+WRAPPED(int, close, int fd)
 {
     if (fd == kQuerySocket && g_isQuerying) {
         g_isQuerying = false;
@@ -193,7 +171,7 @@ int __wrap_close(int fd)
     return 0;
 }
 
-int __wrap_socket(int, int, int)
+WRAPPED(int, socket, int, int, int)
 {
     if (g_isQuerying)
         Violation("a query socket was left open");
@@ -201,7 +179,7 @@ int __wrap_socket(int, int, int)
     return g_isQuerying ? kQuerySocket : Fail(-1, EMFILE);
 }
 
-int __wrap_ioctl(int, unsigned long request, ...)
+WRAPPED(int, ioctl, int, unsigned long request, ...)
 {
     va_list arguments;
     va_start(arguments, request);
@@ -215,5 +193,3 @@ int __wrap_ioctl(int, unsigned long request, ...)
         Answer(request, query);
     return 0;
 }
-}
-// NOLINTEND(bugprone-reserved-identifier)

@@ -61,7 +61,6 @@ TEST(CommonInit, MapsTheKindOfProcessAndCreatesWhatIsMissing)
         EXPECT_EQ(gSysProcId, processId) << kind;
         EXPECT_NE(output.find(text), std::string::npos) << output;
     }
-    EXPECT_EQ(Common_Init(nullptr, nullptr), -1);
     for (const key_t key : {kBlockKey, 14073})
         EXPECT_GE(shmget(key, 0x24000, 0), 0);
     EXPECT_GE(semget(12930005, 1, 0), 0);
@@ -70,18 +69,6 @@ TEST(CommonInit, MapsTheKindOfProcessAndCreatesWhatIsMissing)
     SysConfigExit();
     EXPECT_EQ(CameraGetVideoEncoderConfig(&encoder), -1);
     EXPECT_EQ(CameraSetDateTime({}), -7);
-}
-
-TEST(CameraCmdCheck, RefusesWhatTheTableDoesNotServe)
-{
-    const auto check = [](int code, uint32_t command) {
-        return OutputOf(code, [&] { return CameraCmdCheck(command); });
-    };
-    for (const uint32_t unspecified : {0U, 13U, 194U})
-        EXPECT_EQ(check(-5, unspecified), "[Warn]: The Onvif cmd is not support now!\n");
-    for (const auto& [beyond, text] : {std::pair(195U, "195"), {100000U, "100000"}})
-        EXPECT_EQ(check(-7, beyond), std::string("[Warn]: Cmd not match!cmd = ") + text + ", pCameraAccess[" +
-                                         text + "].Camera_command = 197\n");
 }
 
 TEST(SysDrvInit, DropsAnswersOfAnEarlierLifeButNoMessagesOfOthers)

@@ -4,45 +4,12 @@
 #include <sys/stat.h>
 #include <unistd.h>
 
-#include <array>
 #include <fstream>
 
 #include "camera/further_commands.h"
 #include "tests/camera/parameter_host.h"
 
 namespace {
-
-TEST(FixedOperations, AnswerByTheirPointersAlone)
-{
-    uint32_t word = 7;
-    ChannelEnable enable{};
-    static PtzPresetList list;
-    Host().Take();
-    for (const int status :
-         {CameraReserved19(), CameraReserved31(), CameraReserved32(), CameraReserved138(), CameraCmd28(),
-          CameraReserved51(&word), CameraReserved55(&word), CameraSetMobilePort(&word),
-          CameraGetChannelEnable(&enable), CameraCmd63(&word), CameraGetPtzPresets(&list)})
-        EXPECT_EQ(status, 0);
-    EXPECT_EQ(Host().Take(), std::vector{SentByte(193, 0)});
-    EXPECT_EQ(std::to_array(enable.ulEnable), (std::array<uint32_t, 3>{1, 1, 1}));
-    EXPECT_EQ(word, 1U);
-    EXPECT_STREQ(list.preset[0].szName, "PTZ0001");
-    EXPECT_STREQ(list.preset[127].szName, "PTZ0128");
-    for (const float coordinate : {list.preset[0].fPan, list.preset[64].fTilt, list.preset[127].fZoom})
-        EXPECT_EQ(coordinate, -50.0F);
-}
-
-TEST(FurtherCommands, WithNamesOfTheirOwnLogThem)
-{
-    uint32_t word = 0;
-    const std::string output = ErrorOutputOf([&] {
-        for (auto* const get :
-             {CameraGetUpGradeFileSaveName, CameraGetDateTimeProperty, CameraGetPTZSerialProperty})
-            EXPECT_EQ(get(&word), -5);
-        EXPECT_EQ(CameraGetPlayBackQueryFiles(&word, nullptr), -1);
-    });
-    EXPECT_NE(output.find("[Trace]: CameraGetUpGradeFileSaveName "), std::string::npos);
-}
 
 TEST(FixedOperations, TestFramesComeInTurnAndWrap)
 {

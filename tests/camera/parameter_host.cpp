@@ -52,6 +52,22 @@ std::vector<Request> ParameterHost::Take()
     return std::exchange(requests_, {});
 }
 
+std::string ParameterHost::TakeText()
+{
+    std::string text;
+    char digits[4];
+    for (const auto& [code, value, source, offset] : Take()) {
+        text += (text.empty() ? "" : " ") + std::to_string(code) + ":";
+        for (const uint8_t byte : value) {
+            snprintf(digits, sizeof digits, "%02X", byte);
+            text += digits;
+        }
+        if (source != 7 || offset != 61440)
+            text += "@" + std::to_string(source) + ":" + std::to_string(offset);
+    }
+    return text;
+}
+
 void ParameterHost::Serve()
 {
     Message message{};

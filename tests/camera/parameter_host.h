@@ -33,13 +33,14 @@ template <typename T> Request Sent(int code, T value)
     return {code, {bytes, bytes + sizeof value}};
 }
 inline constexpr auto* SentByte = Sent<uint8_t>;
-inline constexpr auto* SentShort = Sent<uint16_t>;
 
 // Answers with the length of the value, in 20 bytes, unless a test says otherwise.
 struct ParameterHost {
     ParameterHost();
     // Requests since the last call; each is written down, under the lock, before its answer is sent.
     std::vector<Request> Take();
+    // The same as a text: code:VALUE in hexadecimal digits, with @process:offset of others than process 7.
+    std::string TakeText();
     // Values of the block by their offsets.
     template <typename T> void Set(std::initializer_list<std::pair<size_t, T>> fields)
     {

@@ -6,7 +6,9 @@
 
 #include <atomic>
 #include <cerrno>
-#include <climits>
+#include <map>
+#include <optional>
+#include <sstream>
 #include <thread>
 
 #include "camera/parameter_block.h"
@@ -14,6 +16,8 @@
 #include "camera/parameter_lock.h"
 #include "camera/parameter_message.h"
 #include "tests/camera/parameter_host.h"
+#include "tests/captured_output.h"
+#include "tests/table.h"
 
 namespace {
 
@@ -73,116 +77,66 @@ TEST(ParameterFields, MapToTheirCodes)
     EXPECT_EQ(ParameterCode(0xFFFFFFFF), std::nullopt);
 }
 
-TEST(ParameterBlock, IsReadWithinItsBounds)
+TEST_F(ParameterMessages, CarryTheWholeSlotAndNothingMore)
 {
-    memset(Host().block, 'x', kBlockBytes);
-    char text[100];
-    BlockText(GetSysConfig(), 1912, 64, text, sizeof text);
-    EXPECT_EQ(text, std::string(64, 'x'));
-    BlockText(GetSysConfig(), 1912, 64, text, 5);
-    EXPECT_STREQ(text, "xxxx");
-    BlockText(GetSysConfig(), kBlockBytes - 63, 64, text, sizeof text);
-    EXPECT_STREQ(text, "");
-    EXPECT_EQ(BlockField<uint16_t>(GetSysConfig(), kBlockBytes - 1), 0);
-}
-
-TEST_F(ParameterMessages, CarryTheValueInTheSlotAndReturnTheHostsResult)
-{
-    EXPECT_EQ(Send(4096, 0x0100007F), 127);
-    const std::vector<uint8_t> wholeSlot(12288, 0xAB);
+    const std::vector<uint8_t> wholeSlot(12288, 0xAB), tooLong(12289);
     EXPECT_EQ(ControlSystemData(4217, wholeSlot.data(), wholeSlot.size()), 0xAB);
-    EXPECT_EQ(Host().Take(), (std::vector<Request>{{0, {0x7F, 0, 0, 1}}, {182, wholeSlot}}));
-    EXPECT_EQ(Send(8193, 0), -1) << "the sender that compares the result with the length";
-    EXPECT_EQ(Send(8193, 4), 0);
-}
-
-TEST_F(ParameterMessages, AreNotSentForWhatCannotBe)
-{
-    const std::vector<uint8_t> tooLong(12289);
+    EXPECT_EQ(Host().Take(), (std::vector<Request>{{182, wholeSlot}}));
     for (const int32_t status : {ControlSystemData(4096, nullptr, 4), ControlSystemData(4403, nullptr, 1),
-                                 ControlSystemData(4217, tooLong.data(), tooLong.size()), Send(4257, 0)})
+                                 ControlSystemData(4217, tooLong.data(), tooLong.size())})
         EXPECT_EQ(status, -1);
-    EXPECT_EQ(Send(4403, 0), 0);
-    for (const int withoutSlot : {1, 14, 15}) {
-        EXPECT_EQ(SysDrvInit(withoutSlot), 0);
-        EXPECT_EQ(Send(4096, 0), -1) << withoutSlot;
-    }
     EXPECT_EQ(Host().Take(), std::vector<Request>());
-    for (const auto& [withSlot, offset] : {std::pair(2, 0), {13, 135168}}) {
-        EXPECT_EQ(SysDrvInit(withSlot), 0);
-        EXPECT_EQ(Send(4096, 5), 5);
-        EXPECT_EQ(Host().Take(), (std::vector<Request>{{0, {5, 0, 0, 0}, withSlot, offset}}));
-    }
 }
 
-TEST_F(ParameterMessages, HaveSendersThatAnnounceThemselves)
-{
-    const char* const announcements[] = {"", "SetSysRTSPEncrypt", "", "SetSysPalloSslEncrypt",
-                                         "SetSysPalloPushImageEnable"};
-    for (uint32_t i = 0; i < 5; i++)
-        EXPECT_EQ(ErrorOutputOf([i] { Send(4106 + i, 1); }), announcements[i]);
-    testing::internal::CaptureStdout();
-    Send(4099, 1);
-    EXPECT_EQ(testing::internal::GetCapturedStdout(), " control systemdata SFIELD_SET_DNS\n");
-}
-
-TEST_F(ParameterMessages, Code193WaitsOnAfterASignalAndTheOthersDoNot)
-{
-    g_interruptedReceives = 3;
-    EXPECT_EQ(Send(4400, 50), 50);
-    EXPECT_EQ(g_interruptedReceives, 0);
-    Host().Take();
-    g_interruptedReceives = 1;
-    EXPECT_EQ(Send(4101, 51), 4);  // the length it sent: its record was not overwritten
-    EXPECT_EQ(Send(4101, 53), 53); // not the late answer, whose value the host read before
-    const std::vector<Request> requests = Host().Take();
-    ASSERT_EQ(requests.size(), 2U);
-    EXPECT_EQ(requests[0].value.at(0), 51);
-}
-
-TEST_F(ParameterMessages, SurviveAnswersOfAnyLength)
-{
-    for (const size_t bytes : {0U, 4U, 16U, 400U, 20U}) {
-        Host().answerBytes = bytes;
-        EXPECT_EQ(Send(4101, 99), bytes < 16 ? 4 : 99) << bytes;
-    }
-}
-
-TEST_F(ParameterMessages, OutliveARemovedQueueAndASegmentThatIsTooSmall)
-{
-    Host().removesQueue = true;
-    EXPECT_EQ(Send(4101, 1), 4);
-    EXPECT_EQ(Send(4102, 2), 2);
-    ASSERT_EQ(shmctl(shmget(kQueueKey, 0, 0), IPC_RMID, nullptr), 0);
-    const int small = shmget(kQueueKey, 61443, IPC_CREAT | 0660); // a byte short
-    EXPECT_EQ(Send(4101, 3), -1);
-    ASSERT_EQ(shmctl(small, IPC_RMID, nullptr), 0);
-    EXPECT_EQ(Send(4101, 5), 5); // creates it anew
-    EXPECT_EQ(Host().Take(), (std::vector{Sent<uint32_t>(2, 1), Sent<uint32_t>(3, 2), Sent<uint32_t>(2, 5)}));
-}
-
-TEST_F(ParameterMessages, AreAnsweredByTheAnswerToThem)
+// Answers to nobody: so many, or as many as the queue takes.
+void FillQueue(int answers)
 {
     const ParameterMessage toNobody{7, 2, 7, 0, 99, 0};
     const int queue = msgget(kQueueKey, 0);
-    for (const int waiting : {1, 2, INT_MAX}) { // the last one: as many as the queue takes
-        for (int i = 0; i < waiting && msgsnd(queue, &toNobody, kParameterTextBytes, IPC_NOWAIT) == 0; i++) {
-        }
-        EXPECT_EQ(Send(4101, 5), 5) << waiting;
+    while (answers-- > 0 && msgsnd(queue, &toNobody, kParameterTextBytes, IPC_NOWAIT) == 0) {
     }
-    Host().strayCode = 3; // of field 4102: a former life's
-    EXPECT_EQ(Send(4101, 6), 6);
-    EXPECT_EQ(Send(4102, 7), 99) << "which cannot be told from its own";
-    EXPECT_EQ(Send(4101, 8), 8) << "and disturbs no further one";
-    Host().strayCode = ParameterHost::kNoStray;
 }
 
-TEST_F(ParameterMessages, AreAnsweredWhateverCodeTheHostPutsIntoAnswers)
+// Removes the data segment; its owner makes another one that is too small, or none.
+void ReplaceSegment(int bytes)
 {
-    Host().answerCode = 3;
-    EXPECT_EQ(Send(4101, 5), 5);
-    EXPECT_EQ(Send(4103, 6), 6);
-    Host().answerCode = ParameterHost::kNoStray;
+    ASSERT_EQ(shmctl(shmget(kQueueKey, 0, 0), IPC_RMID, nullptr), 0);
+    ASSERT_TRUE(bytes == 0 || shmget(kQueueKey, static_cast<size_t>(bytes), IPC_CREAT | 0660) >= 0);
+}
+
+const std::map<std::string, void (*)(int)> kEvents = {
+    {"process", [](int id) { EXPECT_EQ(SysDrvInit(id), 0); }},
+    {"length", [](int bytes) { Host().answerBytes = static_cast<size_t>(bytes); }},
+    {"stray", [](int code) { Host().strayCode = code; }},
+    {"code", [](int code) { Host().answerCode = code; }},
+    {"removal", [](int) { Host().removesQueue = true; }},
+    {"interrupts", [](int count) { g_interruptedReceives = count; }},
+    {"waiting", FillQueue},
+    {"segment", ReplaceSegment},
+};
+
+TEST_F(ParameterMessages, HaveTheResultsThatTheirRowsSay)
+{
+    for (const TableRow& row : ReadTable(VELMORA_CAMERA_DATA "/parameter_messages.tsv", 6)) {
+        SCOPED_TRACE(row[0] + " " + row[1]);
+        std::istringstream events(row[1]);
+        int value = 0;
+        for (std::string event; events >> event >> value;)
+            kEvents.at(event)(value);
+        std::istringstream message(row[2]);
+        uint32_t field = 0, sent = 0;
+        message >> field >> sent;
+        std::optional<CapturedOutput> said(std::in_place, std::vector{STDOUT_FILENO, STDERR_FILENO}, false);
+        const int32_t result = Send(field, sent);
+        const std::string text = said->Text();
+        said.reset();
+        EXPECT_EQ(result, std::stoi(row[3]));
+        EXPECT_NE(text.find(row[5]), std::string::npos) << text;
+        EXPECT_EQ(g_interruptedReceives, 0);
+        if (row[4] != "later") {
+            EXPECT_EQ(Host().TakeText(), row[4]);
+        }
+    }
 }
 
 TEST_F(ParameterMessages, OfManyThreadsEachGetTheirOwnAnswer)

@@ -2,9 +2,11 @@
 
 #include <gtest/gtest.h>
 
-#include <cstdio>
 #include <fstream>
 #include <string>
+
+#include "tests/e2e/harness/expand.h"
+#include "tests/table.h"
 
 namespace {
 
@@ -15,33 +17,17 @@ std::string WriteProfile(const std::string& text)
     return path;
 }
 
-const struct ProfileCase {
-    const char* name;
-    std::string file;
-    const char* section;
-    const char* key;
-    const char* value; // null: not found
-} kProfileCases[] = {
-    {"RestOfTheLineUntrimmed", "[S]\nKey= a=b ; c \r\n", "S", "Key", " a=b ; c \r"},
-    {"LastLineWithoutEnd", "[S]\nKey=value", "S", "Key", "value"},
-    {"CommentSkipped", "[S]\n;Key=no\nKey=yes\n", "S", "Key", "yes"},
-    {"OtherSection", "[A]\nKey=a\n[S]\nKey=s\n", "S", "Key", "s"},
-    {"SectionEndsAtTheNext", "[S]\nOther=1\n[T]\nKey=t\n", "S", "Key", nullptr},
-    {"ComparedOverTheLengthFound", "[Cust]\nKe=v\n", "CustomToolCfg", "Key", "v"},
-    {"LongerNameInTheFileIsAnother", "[SS]\nKey=v\n[S]\nKeys=w\n", "S", "Key", nullptr},
-    {"BinaryBytes", std::string("\0\xff=\n[S]\nKey=v\n", 13), "S", "Key", "v"},
-    {"BeyondTheReadLimit", std::string(kProfileFileBytes, ';') + "\n[S]\nKey=v\n", "S", "Key", nullptr},
-};
-
 TEST(ProfileString, FindsTheValueOrCopiesTheDefault)
 {
-    for (const ProfileCase& c : kProfileCases) {
-        SCOPED_TRACE(c.name);
-        const std::string path = WriteProfile(c.file);
+    for (const TableRow& row : ReadTable(VELMORA_ROWS "/profiles.tsv", 4)) {
+        SCOPED_TRACE(row[0]);
+        const std::string path = WriteProfile(Expand(row[0], false));
+        const bool isThere = row[3] != "none";
         char value[64] = "untouched";
-        EXPECT_EQ(read_profile_string(c.section, c.key, value, sizeof value, "default", path.c_str()),
-                  c.value != nullptr ? 1 : 0);
-        EXPECT_STREQ(value, c.value != nullptr ? c.value : "default");
+        EXPECT_EQ(
+            read_profile_string(row[1].c_str(), row[2].c_str(), value, sizeof value, "none", path.c_str()),
+            isThere ? 1 : 0);
+        EXPECT_EQ(value, Expand(row[3], false));
     }
 }
 

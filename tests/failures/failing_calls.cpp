@@ -23,6 +23,7 @@
 extern "C" {
 extern const char __ehdr_start; // where the program is loaded
 __attribute__((weak)) int __lsan_do_recoverable_leak_check();
+__attribute__((weak)) void __gcov_dump(); // where coverage is measured
 }
 
 namespace {
@@ -75,6 +76,8 @@ void* ObeySignals(void* signals)
         VelmoraServerStop();
         const bool leaks =
             __lsan_do_recoverable_leak_check != nullptr && __lsan_do_recoverable_leak_check() != 0;
+        if (__gcov_dump != nullptr)
+            __gcov_dump();
         _exit(leaks ? kLeaked : 0);
     }
 }

@@ -1,7 +1,6 @@
 #include "tests/media/fakes.h"
 
 #include <cerrno>
-#include <cstdlib>
 
 #include "camera/camera_commands.h"
 #include "common/clock.h"
@@ -9,7 +8,6 @@
 
 // What the linker puts in place of the wrapped functions.
 #pragma GCC diagnostic ignored "-Wmissing-declarations"
-#pragma GCC diagnostic ignored "-Wmismatched-new-delete" // new and delete are replaced together
 extern "C" {
 void __real__Z7SleepMsj(uint32_t milliseconds);
 void __wrap__Z7SleepMsj(uint32_t milliseconds)
@@ -17,7 +15,14 @@ void __wrap__Z7SleepMsj(uint32_t milliseconds)
     if (FakeClock::active == nullptr)
         return __real__Z7SleepMsj(milliseconds);
     FakeClock::active->sleeps[milliseconds]++;
+    FakeClock::active->nowMs += milliseconds;
     FakeClock::active->onSleep();
+}
+
+int64_t __real__Z11MonotonicMsv();
+int64_t __wrap__Z11MonotonicMsv()
+{
+    return FakeClock::active != nullptr ? FakeClock::active->nowMs : __real__Z11MonotonicMsv();
 }
 
 uint32_t __real__Z9LookEveryjjPFbPvES_(uint32_t periodMs, uint32_t most, Look* look, void* argument);
@@ -70,29 +75,7 @@ time_t __wrap_time(time_t* out)
 {
     return g_now == 0 ? __real_time(out) : g_now;
 }
-
-void* __real_malloc(size_t bytes);
-void* __wrap_malloc(size_t bytes)
-{
-    g_allocations++;
-    return __real_malloc(bytes);
-}
 } // extern "C"
-
-void* operator new(size_t bytes)
-{
-    if (void* const block = malloc(bytes))
-        return block;
-    abort();
-}
-void operator delete(void* block) noexcept
-{
-    free(block);
-}
-void operator delete(void* block, size_t) noexcept
-{
-    free(block);
-}
 
 int CameraGetVideoEncoderConfig(VideoEncoderConfig* out)
 {

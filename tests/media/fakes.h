@@ -3,6 +3,7 @@
 #pragma once
 
 #include <gtest/gtest.h>
+#include <sys/msg.h>
 #include <sys/shm.h>
 #include <sys/socket.h>
 
@@ -31,10 +32,38 @@ template <typename Fake> struct Active {
     static inline thread_local Fake* active = nullptr;
 };
 
-// Waits cost no time and are counted by their spans; `onSleep` runs in each.
+// Waits cost no time but on this clock, and are counted by their spans; `onSleep` runs in each.
+using Sleeps = std::map<uint32_t, int>;
 struct FakeClock : Active<FakeClock> {
-    std::map<uint32_t, int> sleeps;
+    Sleeps sleeps;
+    int64_t nowMs = 0;
     std::function<void()> onSleep = [] {};
+};
+
+// The other end of a queue that the media floor writes to.
+using Words = std::vector<uint32_t>;
+struct QueueEnd {
+    explicit QueueEnd(key_t key) : id(msgget(key, IPC_CREAT | 0600)) {}
+    ~QueueEnd() { msgctl(id, IPC_RMID, nullptr); }
+    // The next request, or nothing.
+    [[nodiscard]] Words Take() const
+    {
+        QueueMessage<20> message{};
+        const ssize_t bytes = msgrcv(id, &message, sizeof message.word, 1, IPC_NOWAIT);
+        return Words(message.word, message.word + std::max<ssize_t>(bytes, 0) / 4);
+    }
+    void Send(int32_t type, const Words& words, size_t bytes) const
+    {
+        QueueMessage<20> message{.type = type, .word = {}};
+        std::copy(words.begin(), words.end(), message.word);
+        EXPECT_EQ(msgsnd(id, &message, bytes, 0), 0);
+    }
+    [[nodiscard]] size_t Messages() const
+    {
+        msqid_ds status{};
+        return msgctl(id, IPC_STAT, &status) == 0 ? status.msg_qnum : 0;
+    }
+    const int id;
 };
 
 // Answers position queries, one answer each; the last one repeats.
@@ -65,7 +94,6 @@ struct FakeLog : CapturedOutput {
 
 // Whether streams are watched (-1: as the table says), and how often that was asked.
 inline std::atomic<int> g_watched{-1}, g_asked{0};
-inline std::atomic<int> g_allocations{0};
 inline time_t g_now = 0; // 0: the real time
 // Answers of command 15, one each; the last one repeats. Empty: the command fails.
 inline std::vector<StreamEncoderConfig> g_encoderAnswers;

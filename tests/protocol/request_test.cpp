@@ -7,33 +7,6 @@
 
 namespace {
 
-const struct FieldCase {
-    const char* json;
-    const char* text;
-    int number;
-    int flag;
-} kFieldCases[] = {
-    {R"({"other":1,"kEY":"x","key":"y"})", "x", -1, 0},
-    {R"({"Key":-7.9})", nullptr, -7, 0},
-    {R"({"Key":1e300})", nullptr, 2147483647, 0},
-    {R"({"Key":-4294967297})", nullptr, -2147483647 - 1, 0},
-    {R"({"Key":true})", nullptr, -1, 1},
-    {R"({"Key":{"Key":1}})", nullptr, -1, 0},
-    {R"(["Key"])", nullptr, -1, 0},
-    {"", nullptr, -1, 0}, // no object at all
-};
-
-TEST(JsonFields, AreReadByTypeAndWithoutRegardToCase)
-{
-    for (const FieldCase& c : kFieldCases) {
-        SCOPED_TRACE(c.json);
-        const JsonPtr object(cJSON_Parse(c.json));
-        EXPECT_STREQ(GetJsonString(object.get(), "Key"), c.text);
-        EXPECT_EQ(GetJsonNumber(object.get(), "Key"), c.number);
-        EXPECT_EQ(GetJsonBool(object.get(), "Key"), c.flag);
-    }
-}
-
 TEST(WriteReply, PrintsValuesOfEveryKindInTheirPlacesBehindTheHeader)
 {
     const TestConnection connection(0xFF);

@@ -28,29 +28,22 @@ TEST(ServerLifecycle, ShowsTheBannerOnceThenStartsAndStopsEverything)
     VelmoraServerStop();
     VelmoraServerStop();
 
-    // The steps, without the lines of the threads, which come when they come.
-    std::string steps;
-    int endedDetectors = 0;
-    const auto read = [&] {
-        steps.clear();
-        endedDetectors = 0;
+    const auto written = [&](std::initializer_list<const char*> texts) {
+        std::string found;
         std::istringstream lines(output.Lines());
-        for (std::string line; std::getline(lines, line);) {
-            for (const char* step :
-                 {"VelmoraServerStart N: port", "StartVideoProcess N", "StopNetwork N", "StopVideoProcess N"})
-                if (const size_t at = line.find(step); at != std::string::npos)
-                    steps += line.substr(at) + "\n";
-            endedDetectors += line.find("VLMFdDetecter N: Thread end!") != std::string::npos ? 1 : 0;
-        }
+        for (std::string line; std::getline(lines, line);)
+            for (const char* text : texts)
+                if (const size_t at = line.find(text); at != std::string::npos)
+                    found += line.substr(at) + "\n";
+        return found;
     };
-    EXPECT_TRUE(WaitUntil([&] { // leaves no thread behind
-        read();
-        return endedDetectors == 2;
-    }));
+    const std::string end = "VLMFdDetecter N: Thread end!\n"; // no thread is left behind
+    EXPECT_TRUE(WaitUntil([&] { return written({"VLMFdDetecter N: Thread end!"}) == end + end; }));
     const std::string rest = "StartVideoProcess N: start!\nStopNetwork N: StopNetwork!\n"
                              "StopVideoProcess N: SendAVStreamThread stop!\n";
-    EXPECT_EQ(steps,
-              "VelmoraServerStart N: port = 9000\n" + rest + "VelmoraServerStart N: port = 9003\n" + rest);
+    EXPECT_EQ(
+        written({"VelmoraServerStart N: port", "StartVideoProcess N", "StopNetwork N", "StopVideoProcess N"}),
+        "VelmoraServerStart N: port = 9000\n" + rest + "VelmoraServerStart N: port = 9003\n" + rest);
 }
 
 } // namespace

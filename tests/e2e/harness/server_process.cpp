@@ -63,7 +63,8 @@ ServerProcess::~ServerProcess()
 {
     if (reaped_)
         return;
-    kill(pid_, SIGKILL);
+    kill(pid_, SIGTERM);
+    kill(pid_, SIGCONT); // or a stopped one would not see it
     waitpid(pid_, nullptr, 0);
 }
 
