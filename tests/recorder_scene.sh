@@ -39,6 +39,21 @@ live=$(recorder live $moved --duration 2)
 grep -q '^main: H.264 1280x720' <<< "$live" || fail "the picture is not what was set: $live"
 grep -q ' 0 gaps, 0 damaged' <<< "$live" || fail "media was lost: $live"
 
+# What is left of a recording that Ctrl-C ends plays.
+on-recorder-side "$programs/velmora" live $moved --stream both -o "$work/a.mp4" -o "$work/b.mkv" --json > "$work/live" &
+live=$!
+until [ -s "$work/a.mp4" ] && [ -s "$work/b.mkv" ]; do
+    kill -0 $live || fail 'nothing is recorded'
+    sleep 0.1
+done
+kill -INT $live
+wait $live || fail 'Ctrl-C is an error'
+grep -q '"stream":"extra"' "$work/live" || fail 'only one stream is recorded'
+for file in a.mp4 b.mkv; do
+    ffprobe -v error -count_frames -of csv=p=0 -show_entries stream=nb_read_frames -select_streams v "$work/$file" \
+        2>&1 | grep -qx '[1-9][0-9]*' || fail "$file does not play"
+done
+
 recorder restore $moved "$work/before.json" | grep -q "the camera is at $CAMERA" || fail 'not moved back'
 recorder get "$CAMERA" --all -o "$work/after.json"
 cmp "$work/before.json" "$work/after.json" || fail 'not restored'

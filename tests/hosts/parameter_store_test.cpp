@@ -6,8 +6,8 @@
 #include <filesystem>
 #include <fstream>
 
-#include "tests/hosts/temporary_directory.h"
 #include "tests/table.h"
+#include "tests/temporary_directory.h"
 
 namespace {
 

@@ -11,7 +11,7 @@
 
 namespace {
 
-void Save(const TempFolder& folder, const char* name, const std::string& text)
+void Save(const TemporaryDirectory& folder, const char* name, const std::string& text)
 {
     FILE* const file = fopen(folder.File(name).c_str(), "w");
     ASSERT_NE(file, nullptr);
@@ -66,7 +66,7 @@ Script ScriptOf(const std::string& camera, ConfigCamera* settings)
 
 TEST(Tool, EndsWithItsCodeItsOutputAndOneLine)
 {
-    const TempFolder folder;
+    const TemporaryDirectory folder;
     Save(folder, "new.json", R"({"LocalNo":4})");
     for (const auto& [name, record, zone] : {std::tuple{"same.json", "5", "60"}, {"before.json", "9", "0"}})
         Save(folder, name,
