@@ -7,7 +7,7 @@
 
 #include "hosts/libav_types.h"
 #include "hosts/video_encoder.h"
-#include "tests/hosts/temporary_directory.h"
+#include "tests/temporary_directory.h"
 
 inline constexpr int kClipKeyFrameEvery = 10;
 

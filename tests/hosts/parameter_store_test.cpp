@@ -6,8 +6,8 @@
 #include <filesystem>
 #include <fstream>
 
-#include "tests/hosts/temporary_directory.h"
 #include "tests/table.h"
+#include "tests/temporary_directory.h"
 
 namespace {
 
@@ -106,47 +106,6 @@ TEST(ParameterStore, KeepsPresetsAndToursAndForgetsThemAtAFactoryDefault)
         EXPECT_EQ(camera.store.motors().At(INT64_MAX / 2), HeadPosition());
         EXPECT_EQ(camera.Apply(4334, Ptz(18, 200)), -1) << "forgotten";
         EXPECT_EQ(Camera(path).Apply(4334, Ptz(18, 4)), -1) << "in the file too";
-    }
-}
-
-TEST(ParameterStore, KeepsWhatWasSetOverWhatTheFileGivesAndTellsBoth)
-{
-    const TemporaryDirectory directory;
-    const std::string state = directory.File("state.json");
-    const StreamFacts file = {kCodecH265, 1920, 1080, 25, 4000000, 50, 0};
-    const StreamFacts slower = {kCodecH265, 1920, 1080, 12, 4000000, 24, 0};
-    const std::pair<uint32_t, Block> changes[] = {{4148, {2, 0, 0, 0}},    {4152, {10, 0, 0, 0}},
-                                                  {4158, {1, 0, 0, 0}},    {4162, {0, 5, 0, 0}},
-                                                  {4163, {0xD0, 2, 0, 0}}, {4096, {192, 0, 2, 7}}};
-    const StreamFacts set = {kCodecH264, 1280, 720, 10, 4000000, 50, kVariableBitRate};
-    for (const bool restarted : {false, true}) {
-        SCOPED_TRACE(restarted);
-        Camera camera(state);
-        StreamFacts told;
-        uint32_t ulTold = 0;
-        const auto onStream = [&](size_t stream, const StreamFacts& facts) {
-            told = stream == 1 ? facts : told;
-        };
-        const auto onAddress = [&](uint32_t field, uint32_t ulAddress) {
-            EXPECT_EQ(field, 4096U);
-            ulTold = ulAddress;
-        };
-        camera.store.Watch({.onStream = onStream, .onAddress = onAddress});
-        EXPECT_EQ(ulTold != 0, restarted) << "what was kept comes at once";
-        camera.store.SetStream(1, file);
-        EXPECT_EQ(told, restarted ? set : file);
-        for (const auto& [field, value] : changes)
-            EXPECT_EQ(camera.Apply(field, value), 0);
-        EXPECT_EQ(told, set);
-        EXPECT_EQ(memcmp(&ulTold, changes[5].second.data(), 4), 0);
-        EXPECT_EQ(camera.block[1344], 10) << "frame rate in the block";
-        camera.store.SetStream(1, slower);
-        EXPECT_EQ(told.iFrameRate, 10) << "set";
-        EXPECT_EQ(told.iIFrameInterval, 24) << "not set";
-        if (restarted) {
-            EXPECT_EQ(camera.Apply(4395, {1}), 0);
-            EXPECT_EQ(told, slower) << "factory default";
-        }
     }
 }
 

@@ -2,9 +2,10 @@
 #pragma once
 
 #include <cstdio>
-#include <filesystem>
 #include <string>
 #include <vector>
+
+#include "tests/temporary_directory.h"
 
 // What a shell command prints.
 inline std::string OutputOf(const std::string& command)
@@ -52,11 +53,3 @@ Probe(const std::string& path,
     return OutputOf("ffprobe -v error -count_frames -of csv=p=0 -show_entries " + entries + " " + path +
                     " 2>&1");
 }
-
-// A folder of this test's own, removed at its end.
-struct TempFolder {
-    std::string path = "/tmp/velmora_recorder_XXXXXX";
-    TempFolder() { path = mkdtemp(path.data()); }
-    ~TempFolder() { std::filesystem::remove_all(path); }
-    [[nodiscard]] std::string File(const std::string& name) const { return path + "/" + name; }
-};

@@ -78,7 +78,7 @@ TEST(Discovery, ListsEachCameraOnceAndNothingThatATerminalObeys)
                    sizeof all);
     });
     FakeCamera unused({});
-    const Outcome outcome = RunTool(TempFolder(), unused, "discover --interface lo --timeout 1");
+    const Outcome outcome = RunTool(TemporaryDirectory(), unused, "discover --interface lo --timeout 1");
     EXPECT_EQ(outcome.code, kExitOk) << outcome.err;
     EXPECT_EQ(outcome.out, "ADDRESS     MAC                SERIAL  NAME     TCP   HTTP\n"
                            "192.0.2.11  02:00:5E:00:53:01  S1      cam.[2J  9000  80\n"

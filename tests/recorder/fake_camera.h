@@ -8,7 +8,6 @@
 
 #include <cstdint>
 #include <functional>
-#include <map>
 #include <string>
 #include <thread>
 #include <vector>
@@ -16,7 +15,6 @@
 #include "common/little_endian.h"
 #include "common/unique_fd.h"
 #include "recorder/connection.h"
-#include "recorder/json.h"
 #include "tests/recorder/clip.h"
 
 using Bytes = std::string; // std::string: convenient to write and to join
@@ -129,38 +127,6 @@ inline void SendClip(Peer& peer, const std::vector<ClipFrame>& clip)
         peer.SendFrame(AudioFrame(Bytes(320, '\xD5')));
     }
 }
-
-// A camera with configuration objects, as far as a test needs them. `apply` changes them as a set does; when
-// it returns false the set stays without an answer.
-struct ConfigCamera {
-    std::map<std::string, JsonPtr> objects; // by the name under which they are read
-    std::function<bool(const cJSON* set)> apply = [](const cJSON*) { return true; };
-    std::vector<Bytes> sets; // bodies, in order
-
-    void operator()(Peer& peer)
-    {
-        for (Request request = peer.Read(); request.id != 0; request = peer.Read()) {
-            const JsonPtr body(cJSON_Parse(request.body.c_str()));
-            Bytes answer = R"({"AliveInterval":20,"Ret":100})";
-            if (request.id == 1042)
-                answer = Get(GetJsonString(body.get(), "Name"));
-            if (request.id == 1040) {
-                sets.push_back(request.body);
-                if (!apply(body.get()))
-                    continue;
-            }
-            peer.Send(Wire(request.id + 1U, request.seqNum, answer));
-        }
-    }
-
-    Bytes Get(const Bytes& name) const
-    {
-        const auto object = objects.find(name);
-        if (object == objects.end())
-            return R"({"Name":"","Ret":607})";
-        return R"({"Name":"","Ret":100,")" + name + "\":" + PrintJson(object->second.get(), false) + "}";
-    }
-};
 
 // Its end waits until every script has ended.
 struct FakeCamera {

@@ -41,7 +41,7 @@ TEST(MediaWriter, WritesFilesThatPlay)
 {
     const std::tuple<const char*, const char*, std::string> kCases[] = {
         {"a.mkv", "h264", "pcm_alaw\n"}, {"b.MP4", "hevc", "aac\n"}, {"c.mp4", "h264", ""}};
-    const TempFolder folder;
+    const TemporaryDirectory folder;
     for (const auto& [name, codec, audio] : kCases) {
         const std::string path = folder.File(name);
         Feeder feeder(path);
@@ -69,7 +69,7 @@ TEST(MediaWriter, WritesFilesThatPlay)
 
 TEST(MediaWriter, StartsANewFileWhenTheFormatChanges)
 {
-    const TempFolder folder;
+    const TemporaryDirectory folder;
     Feeder feeder(folder.File("clip.mkv"));
     feeder.Play("h264", EncodeClip("h264", 96, 20, 10), false); // the same key frame again is no change
     feeder.Play("h264", EncodeClip("h264", 160, 12, 12), true);

@@ -23,7 +23,7 @@ TEST(Recording, WritesEveryByteOfTheVideoHoweverItIsCut)
     Bytes expected; // the clip's video, nothing else
     for (const ClipFrame& frame : clip)
         expected += frame.bytes;
-    const TempFolder folder;
+    const TemporaryDirectory folder;
     FakeCamera camera({UsualCommand, [&](Peer& peer) {
                            peer.limit = 300;
                            peer.piece = 97;
@@ -59,7 +59,7 @@ TEST(Recording, NamesWhatEndedItAndKeepsAFileThatPlays)
     };
     for (const auto& [frames, media, code, text, lost] : kCases) {
         SCOPED_TRACE(text);
-        const TempFolder folder;
+        const TemporaryDirectory folder;
         FakeCamera camera({UsualCommand, [&first = frames, &then = media](Peer& peer) {
                                SendClip(peer, first);
                                then(peer);

@@ -14,11 +14,11 @@ struct Outcome {
     std::string out, err;
 };
 
-// Runs the program with these words; $HOST stands for the camera. Leaves its process id in a file.
-inline Outcome RunTool(const TempFolder& folder, const FakeCamera& camera, const std::string& words)
+// Runs the program with these words; $HOST stands for the camera.
+inline Outcome RunTool(const TemporaryDirectory& folder, const FakeCamera& camera, const std::string& words)
 {
-    const std::string command = "cd " + folder.path + "; HOST=" + PrintHostPort(camera.address) +
-                                "; echo $$ >pid; exec " VELMORA_TOOL " " + words + " >out 2>err";
+    const std::string command = "cd " + folder.path() + "; HOST=" + PrintHostPort(camera.address) +
+                                "; exec " VELMORA_TOOL " " + words + " >out 2>err";
     const int status = std::system(command.c_str());
     return {WIFEXITED(status) ? WEXITSTATUS(status) : -1, OutputOf("cat " + folder.File("out")),
             OutputOf("cat " + folder.File("err"))};

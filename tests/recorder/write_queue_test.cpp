@@ -12,7 +12,7 @@
 // A reader that never reads: the queue fills, frames are dropped up to a key frame, and the end comes.
 TEST(WriteQueue, GivesUpAPipeThatNobodyReads)
 {
-    const TempFolder folder;
+    const TemporaryDirectory folder;
     const std::string pipe = folder.File("pipe");
     ASSERT_EQ(mkfifo(pipe.c_str(), 0600), 0);
     const UniqueFd reader(open(pipe.c_str(), O_RDONLY | O_NONBLOCK));

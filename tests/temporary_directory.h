@@ -15,6 +15,7 @@ class TemporaryDirectory {
     }
     ~TemporaryDirectory() { std::filesystem::remove_all(path_); }
 
+    [[nodiscard]] const std::string& path() const { return path_; }
     [[nodiscard]] std::string File(const std::string& name) const { return path_ + "/" + name; }
 
   private:
