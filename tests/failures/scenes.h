@@ -107,6 +107,7 @@ class Scenes : public Camera {
     // The answer is broadcast, and the server hears it itself.
     void Search()
     {
+        const ProtocolClient recorder; // comes and goes beside it
         UniqueFd socketOfSearcher(socket(AF_INET, SOCK_DGRAM | SOCK_CLOEXEC, 0));
         const sockaddr_in camera{.sin_family = AF_INET,
                                  .sin_port = htons(kSearchPort),
