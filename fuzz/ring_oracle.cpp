@@ -148,6 +148,12 @@ void NoteFrame(const uint8_t* payload, const DataInfo& header)
         EndReader();
 }
 
+void NotePass()
+{
+    if (++g_delivery.passes > kMostPasses)
+        Violation("more than 1000 passes without a rest or progress");
+}
+
 void NoteSleep(int64_t sleptUs)
 {
     g_delivery.passes = 0;
@@ -180,8 +186,7 @@ WRAPPED(int, pthread_cond_wait, pthread_cond_t*, pthread_mutex_t* mutex)
 
 WRAPPED(DataInfo, _Z10CopyHeaderRK11RingSegmentm, const RingSegment& ring, uint64_t position)
 {
-    if (++g_delivery.passes > kMostPasses)
-        Violation("more than 1000 passes without a rest or progress");
+    NotePass();
     g_readAt = static_cast<uint32_t>(position);
     return __real__Z10CopyHeaderRK11RingSegmentm(ring, position);
 }

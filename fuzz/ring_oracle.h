@@ -12,5 +12,7 @@ void SendWaitingFrames();
 // A frame was delivered: progress, and the end of the input if it is an honest host's key frame.
 void NoteFrame(const uint8_t* payload, const DataInfo& header);
 void EndReader();
-// The server sleeps, which it may do as often as it likes.
+// The server looks at the ring, or for one, which it may do so often without a sleep or progress.
+void NotePass();
+// The server sleeps.
 void NoteSleep(int64_t sleptUs);
