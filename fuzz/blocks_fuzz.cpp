@@ -46,15 +46,9 @@ void ReadObjects()
 {
     for (const NamedAnswer& answer : GetConfigAnswers()) {
         const std::string body = "{\"Name\":\"" + std::string(answer.name) + "\"}";
-        MessageHeader header{};
-        header.ucHeadFlag = kHeadFlag;
-        header.ucVersion = kVersion;
-        header.ulSessionId = 1;
-        header.ulSeqNum = 2;
-        header.usMessageId = 1042;
-        header.ulBodyLength = static_cast<uint32_t>(body.size());
         uint8_t request[256];
-        WriteHeader(request, header);
+        WriteHeader(request,
+                    {kHeadFlag, kVersion, {}, 1, 2, {}, kGetConfigReq, static_cast<uint32_t>(body.size())});
         memcpy(request + kHeaderBytes, body.data(), body.size());
         const size_t length = kHeaderBytes + body.size();
         static uint8_t reply[kReplyBytes];

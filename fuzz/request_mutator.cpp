@@ -182,10 +182,7 @@ OwnEvent NewEvent()
         ChangeBytes(&bytes, 12);
         return {static_cast<EventKind>(Below(kEventKinds)), static_cast<uint8_t>(g_random()), bytes};
     }
-    MessageHeader header{};
-    header.ucHeadFlag = kHeadFlag;
-    header.ucVersion = kVersion;
-    header.usMessageId = MessageId();
+    const MessageHeader header{kHeadFlag, kVersion, {}, 0, 0, {}, MessageId(), 0};
     return {OneIn(4) ? kDatagram : kBytes, static_cast<uint8_t>(Below(4)),
             MessageOf(header, Expand(R"({"Name":T,T:V})", Name()))};
 }

@@ -72,9 +72,8 @@ void Answer(unsigned long request, ifreq* query)
         memcpy(query->ifr_hwaddr.sa_data, kMac, sizeof kMac);
         return;
     }
-    sockaddr_in address{};
-    address.sin_family = AF_INET;
-    address.sin_addr.s_addr = htonl(request == SIOCGIFNETMASK ? 0xFFFFFF00 : 0xC0A8010A);
+    const uint32_t value = request == SIOCGIFNETMASK ? 0xFFFFFF00 : 0xC0A8010A;
+    const sockaddr_in address{AF_INET, 0, {htonl(value)}, {}};
     memcpy(&query->ifr_addr, &address, sizeof address);
 }
 
@@ -108,10 +107,7 @@ WRAPPED(int, accept4, int, sockaddr* peer, socklen_t* bytes, int)
     bool* const open = std::find(std::begin(g_machine.isOpen), std::end(g_machine.isOpen), false);
     if (Has(kPeersReset) || open == std::end(g_machine.isOpen))
         return Fail(-1, ECONNABORTED);
-    sockaddr_in address{};
-    address.sin_family = AF_INET;
-    address.sin_addr.s_addr = htonl(0xC0A80164);
-    address.sin_port = htons(40000);
+    const sockaddr_in address{AF_INET, htons(40000), {htonl(0xC0A80164)}, {}};
     memcpy(peer, &address, std::min<size_t>(*bytes, sizeof address));
     *open = true;
     g_machine.isShut[open - g_machine.isOpen] = false;

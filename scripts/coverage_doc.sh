@@ -4,7 +4,7 @@
 #   scripts/coverage_doc.sh [--check] ROWS_PROGRAM
 #
 # With --check nothing is written; it fails when the file is out of date. Either way it fails when a row has
-# no test, a named test does not exist, or a line of tests/coverage/tests.txt fits no row.
+# no test, a named test does not exist, or a line of scripts/coverage/tests.txt fits no row.
 set -eu
 check=''
 [ "$1" = --check ] && check=1 && shift
@@ -35,14 +35,14 @@ test_exists() { # Suite.Name[/parameter] or scene.NAME
     grep -rqE "^TEST(_F|_P)?\($suite, $name\)" tests --include='*.cpp'
 }
 
-mapfile -t lines < <(grep -v '^#' tests/coverage/tests.txt)
+mapfile -t lines < <(grep -v '^#' scripts/coverage/tests.txt)
 declare -A used known
 out=$(mktemp)
 trap 'rm -f "$out"' EXIT
 {
     printf '# What is tested where\n\n'
     # shellcheck disable=SC2016 # Markdown
-    printf 'Made by `./run docs` from the tables of the server and tests/coverage/tests.txt; do not edit.\n'
+    printf 'Made by `./run docs` from the tables of the server and scripts/coverage/tests.txt; do not edit.\n'
 } > "$out"
 last_kind=''
 while IFS=$'\t' read -r kind name; do

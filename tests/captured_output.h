@@ -60,13 +60,40 @@ class CapturedOutput {
         }
         return lines;
     }
-    [[nodiscard]] bool Has(const std::string& line) const { return Lines().find(line) != std::string::npos; }
+    [[nodiscard]] bool Has(const std::string& line) const { return Count(line) > 0; }
+    [[nodiscard]] int Count(const std::string& line) const
+    {
+        const std::string lines = Lines();
+        int count = 0;
+        for (size_t at = 0; (at = lines.find(line, at)) != std::string::npos; ++at)
+            ++count;
+        return count;
+    }
 
   private:
     std::vector<int> fds_;
     UniqueFd file_;
     std::vector<UniqueFd> saved_;
 };
+
+// What a call writes to standard error.
+inline std::string ErrorOutputOf(const std::function<void()>& call)
+{
+    const CapturedOutput output({STDERR_FILENO}, false);
+    call();
+    return output.Text();
+}
+
+// What a shell command prints.
+inline std::string OutputOf(const std::string& command)
+{
+    FILE* const pipe = popen(command.c_str(), "r");
+    std::string output;
+    for (int byte = getc(pipe); byte != EOF; byte = getc(pipe))
+        output += static_cast<char>(byte);
+    pclose(pipe);
+    return output;
+}
 
 // Waits for an event that other threads bring about; false when it has not come after ten seconds.
 inline bool WaitUntil(const std::function<bool()>& hasHappened)

@@ -53,14 +53,8 @@ inline std::vector<uint8_t> MakeRequest(uint16_t messageId, std::string_view bod
                                         uint32_t seqNum = 0x12345678)
 {
     std::vector<uint8_t> bytes(kHeaderBytes);
-    WriteHeader(bytes.data(), {.ucHeadFlag = kHeadFlag,
-                               .ucVersion = kVersion,
-                               .ucReserved2 = {},
-                               .ulSessionId = session,
-                               .ulSeqNum = seqNum,
-                               .ucReserved12 = {},
-                               .usMessageId = messageId,
-                               .ulBodyLength = static_cast<uint32_t>(body.size())});
+    const auto length = static_cast<uint32_t>(body.size());
+    WriteHeader(bytes.data(), {kHeadFlag, kVersion, {}, session, seqNum, {}, messageId, length});
     bytes.insert(bytes.end(), body.begin(), body.end());
     return bytes;
 }

@@ -1,6 +1,5 @@
 // Cases of a test in a file beside it: a row a line, fields between tabs, "\n" for an end of line within a
-// field;
-// '#' begins a comment.
+// field; '#' begins a comment.
 #pragma once
 
 #include <fstream>

@@ -10,7 +10,7 @@
 
 #include "camera/camera_commands.h"
 #include "camera/stream_callbacks.h"
-#include "tests/camera/parameter_host.h"
+#include "tests/camera/camera_setup.h"
 
 namespace {
 

@@ -10,7 +10,7 @@
 #include "camera/device_commands.h"
 #include "camera/parameter_block.h"
 #include "camera/parameter_messages.h"
-#include "common/log.h"
+#include "tests/captured_output.h"
 
 namespace {
 
@@ -19,9 +19,7 @@ constexpr key_t kBlockKey = 12930021;
 // Checks the status of the call and returns what it writes to standard error.
 template <typename Call> std::string OutputOf(int status, Call call)
 {
-    testing::internal::CaptureStderr();
-    EXPECT_EQ(call(), status);
-    return testing::internal::GetCapturedStderr();
+    return ErrorOutputOf([&] { EXPECT_EQ(call(), status); });
 }
 
 // One process, from before its camera is initialised: the order matters, here and below.

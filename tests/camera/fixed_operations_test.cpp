@@ -7,7 +7,7 @@
 #include <fstream>
 
 #include "camera/further_commands.h"
-#include "tests/camera/parameter_host.h"
+#include "tests/camera/camera_setup.h"
 
 namespace {
 

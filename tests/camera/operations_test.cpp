@@ -17,7 +17,7 @@
 #include "camera/device_commands.h"
 #include "camera/further_commands.h"
 #include "camera/video_operations.h"
-#include "tests/camera/parameter_host.h"
+#include "tests/camera/camera_setup.h"
 #include "tests/table.h"
 
 namespace {

@@ -15,7 +15,7 @@
 #include "camera/parameter_fields.h"
 #include "camera/parameter_lock.h"
 #include "camera/parameter_message.h"
-#include "tests/camera/parameter_host.h"
+#include "tests/camera/camera_setup.h"
 #include "tests/captured_output.h"
 #include "tests/table.h"
 

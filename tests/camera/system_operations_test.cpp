@@ -17,7 +17,7 @@
 
 #include "camera/device_commands.h"
 #include "camera/shell_commands.h"
-#include "tests/camera/parameter_host.h"
+#include "tests/camera/camera_setup.h"
 #include "tests/captured_output.h"
 
 // Steps of the restart countdown take no time; the first waits for the test.

@@ -5,7 +5,7 @@
 
 #include <fstream>
 
-#include "tests/camera/parameter_host.h"
+#include "tests/camera/camera_setup.h"
 #include "tests/table.h"
 
 namespace {

@@ -79,10 +79,7 @@ UniqueFd OpenSearchSocket()
         .join();
     const int on = 1;
     setsockopt(fd.get(), SOL_SOCKET, SO_BROADCAST, &on, sizeof on);
-    sockaddr_in address{};
-    address.sin_family = AF_INET;
-    address.sin_port = htons(kSearchPort);
-    address.sin_addr.s_addr = INADDR_BROADCAST; // to which the camera answers
+    sockaddr_in address{AF_INET, htons(kSearchPort), {INADDR_BROADCAST}, {}}; // to which the camera answers
     EXPECT_EQ(bind(fd.get(), reinterpret_cast<const sockaddr*>(&address), sizeof address), 0);
     address.sin_addr.s_addr = inet_addr(getenv("CAMERA"));
     EXPECT_EQ(connect(fd.get(), reinterpret_cast<const sockaddr*>(&address), sizeof address), 0);

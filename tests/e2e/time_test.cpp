@@ -157,8 +157,7 @@ TEST_P(TimeTest, SessionsStayAndDatesAreRight)
     const auto live = [&] {
         WatchPictures(watcher);
         AskTime(watcher.command);
-        std::this_thread::sleep_for(
-            std::chrono::milliseconds(100)); // 10 groups of pictures a second are plenty
+        std::this_thread::sleep_for(std::chrono::milliseconds(100)); // ten groups a second are plenty
     };
     std::istringstream instants(GetParam().instants);
     for (std::string instant; instants >> instant && instant != "-" && !HasFailure();) {

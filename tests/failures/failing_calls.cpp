@@ -125,11 +125,10 @@ __attribute__((constructor)) void Prepare()
     pthread_t thread{};
     pthread_create(&thread, nullptr, ObeySignals, &signals);
     // The parser's memory comes through here as well.
-    cJSON_Hooks hooks{[](size_t bytes) {
-                          return reinterpret_cast<void*>(
-                              __wrap_malloc(static_cast<long>(bytes), 0, 0, 0, 0, 0));
-                      },
-                      free};
+    const auto allocate = [](size_t bytes) {
+        return reinterpret_cast<void*>(__wrap_malloc(static_cast<long>(bytes), 0, 0, 0, 0, 0));
+    };
+    cJSON_Hooks hooks{allocate, free};
     cJSON_InitHooks(&hooks);
     g_control = static_cast<FailureControl*>(memory);
 }

@@ -8,9 +8,9 @@
 #include <fstream>
 
 #include "camera/alarm_block.h"
-#include "tests/e2e/harness/answering_param_host.h"
 #include "tests/e2e/harness/camera_test.h"
 #include "tests/failures/control.h"
+#include "tests/parameter_host.h"
 
 // The file is mapped for as long as the program runs.
 inline FailureControl& Control()
@@ -87,8 +87,9 @@ class Scenes : public Camera {
         client.Ask(kSetConfigReq,
                    R"({"MAC":"02:00:5E:A1:B2:C3","Name":"NetWork.NetCommon","NetWork.NetCommon":)"
                    R"({"HostName":"cam","HttpPort":1025,"MaxBps":0}})");
-        const std::string told = answering.Take();
-        EXPECT_TRUE(Control().hasFailed || told.find(":0104 ") != std::string::npos) << told; // the port
+        const std::string told = answering.TakeText();
+        EXPECT_TRUE(Control().hasFailed || (told + " ").find(":0104 ") != std::string::npos)
+            << told; // the port
         client.Ask(kSysManagerReq, R"({"Name":"OPTimeSetting","OPTimeSetting":"2025-01-02 03:04:05"})");
     }
     void RaiseAlarm()
@@ -177,6 +178,6 @@ class Scenes : public Camera {
     };
 
   private:
-    AnsweringParamHost answering; // on the queue of the camera's host
+    ParameterHost answering; // on the queue of the camera's host
     bool hasSibling = false;
 };

@@ -1,13 +1,11 @@
 #include "hosts/network_applier.h"
 
 #include <arpa/inet.h>
-#include <gtest/gtest.h>
 
 #include <array>
-#include <cstdio>
-#include <cstdlib>
 
 #include "hosts/parameter_fields_table.h"
+#include "tests/captured_output.h"
 #include "tests/table.h"
 
 namespace {
@@ -26,13 +24,8 @@ class NetworkApplierTest : public testing::Test {
     // All addresses of eth0, then all gateways.
     static std::string State()
     {
-        FILE* const pipe = popen("{ ip -4 -o addr show dev eth0 | awk '{print $4}';"
-                                 "  ip route show default | awk '{print $3}'; } | tr '\\n' ' '",
-                                 "r");
-        char text[200];
-        text[fread(text, 1, sizeof text - 1, pipe)] = '\0';
-        pclose(pipe);
-        return text;
+        return OutputOf("{ ip -4 -o addr show dev eth0 | awk '{print $4}';"
+                        "  ip route show default | awk '{print $3}'; } | tr '\\n' ' '");
     }
 };
 

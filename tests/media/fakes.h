@@ -84,11 +84,7 @@ struct FakeLog : CapturedOutput {
     // How many lines begin so.
     [[nodiscard]] int Count(const std::string& line) const
     {
-        const std::string lines = Lines();
-        int count = 0;
-        for (size_t at = 0; (at = lines.find("[Trace]: " + line, at)) != lines.npos; at++)
-            count++;
-        return count;
+        return CapturedOutput::Count("[Trace]: " + line);
     }
 };
 

@@ -15,7 +15,6 @@ std::array<std::atomic<int>, 1024> g_closes; // close() calls, by number
 } // namespace
 
 extern "C" {
-// NOLINTBEGIN(bugprone-reserved-identifier): the linker's names
 int __real_close(int fd);
 int __wrap_close(int fd);
 int __wrap_close(int fd)
@@ -24,7 +23,6 @@ int __wrap_close(int fd)
         ++g_closes[static_cast<size_t>(fd)];
     return __real_close(fd);
 }
-// NOLINTEND(bugprone-reserved-identifier)
 }
 
 namespace {

@@ -1,22 +1,11 @@
 // Real video for the tests, made when they run, and a second opinion on the files that were written.
 #pragma once
 
-#include <cstdio>
 #include <string>
 #include <vector>
 
+#include "tests/captured_output.h"
 #include "tests/temporary_directory.h"
-
-// What a shell command prints.
-inline std::string OutputOf(const std::string& command)
-{
-    FILE* const pipe = popen(command.c_str(), "r");
-    std::string output;
-    for (int byte = getc(pipe); byte != EOF; byte = getc(pipe))
-        output += static_cast<char>(byte);
-    pclose(pipe);
-    return output;
-}
 
 struct ClipFrame {
     bool isKey;

@@ -3,6 +3,7 @@
 
 #include <gtest/gtest.h>
 
+#include <fstream>
 #include <map>
 
 #include "recorder/json.h"
@@ -10,14 +11,6 @@
 #include "tests/table.h"
 
 namespace {
-
-void Save(const TemporaryDirectory& folder, const char* name, const std::string& text)
-{
-    FILE* const file = fopen(folder.File(name).c_str(), "w");
-    ASSERT_NE(file, nullptr);
-    fputs(text.c_str(), file);
-    fclose(file);
-}
 
 // A camera with some configuration objects, of which it lets the time zone be set.
 struct ConfigCamera {
@@ -67,11 +60,10 @@ Script ScriptOf(const std::string& camera, ConfigCamera* settings)
 TEST(Tool, EndsWithItsCodeItsOutputAndOneLine)
 {
     const TemporaryDirectory folder;
-    Save(folder, "new.json", R"({"LocalNo":4})");
+    std::ofstream(folder.File("new.json")) << R"({"LocalNo":4})";
     for (const auto& [name, record, zone] : {std::tuple{"same.json", "5", "60"}, {"before.json", "9", "0"}})
-        Save(folder, name,
-             std::string(R"({"General.General":{"LocalNo":0},"Record.[0]":{"PreRecord":)") + record +
-                 R"(},"System.TimeZone":{"timeMin":)" + zone + "}}");
+        std::ofstream(folder.File(name)) << R"({"General.General":{"LocalNo":0},"Record.[0]":{"PreRecord":)"
+                                         << record << R"(},"System.TimeZone":{"timeMin":)" << zone << "}}";
     for (const TableRow& row : ReadTable(VELMORA_RECORDER_DATA "/commands.tsv", 6)) {
         SCOPED_TRACE(row[0]);
         ConfigCamera settings;

@@ -15,7 +15,7 @@
 #include <sstream>
 
 #include "server/ProtocolAccess.h"
-#include "tests/camera/parameter_host.h"
+#include "tests/camera/camera_setup.h"
 #include "tests/e2e/harness/expand.h"
 #include "tests/exchange.h"
 
@@ -61,15 +61,9 @@ class Handlers : public testing::TestWithParam<std::string> {
     }
     static std::string Effect(const TestConnection& recorder)
     {
-        std::ostringstream text;
-        for (const Request& request : Host().Take()) {
-            text << std::dec << request.code << ":" << std::hex << std::uppercase;
-            for (const uint8_t byte : request.value)
-                text << byte / 16 << byte % 16;
-            text << " ";
-        }
-        text << std::exchange(g_clock, {});
-        return text.str() + (GetAlarmFlag(recorder.fd()) == 1 ? "alarms " : "");
+        const std::string asked = Host().TakeText();
+        return asked + (asked.empty() ? "" : " ") + std::exchange(g_clock, {}) +
+               (GetAlarmFlag(recorder.fd()) == 1 ? "alarms " : "");
     }
     void Play(std::istringstream& row)
     {

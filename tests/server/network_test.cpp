@@ -20,8 +20,7 @@ constexpr uint16_t kPort = 9100;
 UniqueFd OpenSocket(uint16_t port, decltype(connect)* join)
 {
     UniqueFd fd(socket(AF_INET, SOCK_STREAM, 0));
-    const sockaddr_in address{
-        .sin_family = AF_INET, .sin_port = htons(port), .sin_addr = {htonl(INADDR_LOOPBACK)}, .sin_zero = {}};
+    const sockaddr_in address{AF_INET, htons(port), {htonl(INADDR_LOOPBACK)}, {}};
     if (join(fd.get(), reinterpret_cast<const sockaddr*>(&address), sizeof address) != 0)
         fd.reset();
     else if (join == bind)
@@ -61,15 +60,7 @@ class Network : public testing::Test {
         ++starts_;
         EXPECT_EQ(StartNetwork(port), 0);
     }
-    [[nodiscard]] int Count(const std::string& line) const
-    {
-        const std::string lines = log.Lines();
-        int count = 0;
-        for (size_t at = 0; (at = lines.find(line, at)) != std::string::npos; ++at)
-            ++count;
-        return count;
-    }
-    [[nodiscard]] int EndedDetectors() const { return Count("VLMFdDetecter N: Thread end!\n"); }
+    [[nodiscard]] int EndedDetectors() const { return log.Count("VLMFdDetecter N: Thread end!\n"); }
     CapturedOutput log;
 
   private:
@@ -117,9 +108,7 @@ int AnswerAtLength(int, const uint8_t* request, int requestLen, uint8_t*, int* r
 
 TEST_F(Network, SearchGoesOnWhateverComesAndStartsAgain)
 {
-    sockaddr_in address{};
-    address.sin_family = AF_INET;
-    address.sin_port = htons(kSearchPort);
+    const sockaddr_in address{AF_INET, htons(kSearchPort), {}, {}};
     const UniqueFd fd(socket(AF_INET, SOCK_DGRAM, 0));
     SetMessageCallback(AnswerAtLength);
     for (const int round : {1, 2}) {
@@ -128,14 +117,14 @@ TEST_F(Network, SearchGoesOnWhateverComesAndStartsAgain)
              {std::pair{0U, 0U}, {5U, 0U}, {1024U, 1024U}, {65000U, 1025U}, {20U, 1U}}) {
             uint8_t datagram[65000]{};
             StoreLe(datagram + offsetof(MessageHeader, ulBodyLength), answered);
-            sendto(fd.get(), datagram, bytes, 0, reinterpret_cast<sockaddr*>(&address), sizeof address);
+            sendto(fd.get(), datagram, bytes, 0, reinterpret_cast<const sockaddr*>(&address), sizeof address);
         }
         // A broadcast finds no route here.
-        EXPECT_TRUE(WaitUntil([&] { return Count("DevSearchThread N:sendto faild\n") == 2 * round; }));
-        EXPECT_EQ(Count("got 1024, then 0\n"), 2 * round); // one of them was longer
-        EXPECT_EQ(Count(" of 1025 bytes exceeds a datagram's 1024, not sent\n"), round);
+        EXPECT_TRUE(WaitUntil([&] { return log.Count("DevSearchThread N:sendto faild\n") == 2 * round; }));
+        EXPECT_EQ(log.Count("got 1024, then 0\n"), 2 * round); // one of them was longer
+        EXPECT_EQ(log.Count(" of 1025 bytes exceeds a datagram's 1024, not sent\n"), round);
         StopNetwork();
-        EXPECT_EQ(Count("DevSearchThread N: Thread end!\n"), round);
+        EXPECT_EQ(log.Count("DevSearchThread N: Thread end!\n"), round);
     }
 }
 

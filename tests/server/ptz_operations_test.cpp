@@ -1,6 +1,6 @@
 #include "camera/camera_commands.h"
 #include "camera/ptz_commands.h"
-#include "tests/camera/parameter_host.h"
+#include "tests/camera/camera_setup.h"
 #include "tests/exchange.h"
 
 namespace {

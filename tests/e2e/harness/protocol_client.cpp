@@ -33,10 +33,7 @@ ProtocolClient::ProtocolClient(uint16_t port, int receiveBuffer)
     setsockopt(fd_.get(), IPPROTO_TCP, TCP_NODELAY, &on, sizeof on);
     if (receiveBuffer > 0)
         setsockopt(fd_.get(), SOL_SOCKET, SO_RCVBUF, &receiveBuffer, sizeof receiveBuffer);
-    sockaddr_in address{};
-    address.sin_family = AF_INET;
-    address.sin_port = htons(port);
-    address.sin_addr.s_addr = htonl(INADDR_LOOPBACK);
+    const sockaddr_in address{AF_INET, htons(port), {htonl(INADDR_LOOPBACK)}, {}};
     if (connect(fd_.get(), reinterpret_cast<const sockaddr*>(&address), sizeof address) != 0)
         throw std::runtime_error(std::string("cannot connect: ") + strerror(errno));
 }

@@ -1,8 +1,8 @@
-// A parameter host for tests: owns queue, data segment and parameter block, writes down every request and
-// answers it. Runs on a thread of its own as long as the test program.
+// The answering half of a parameter host: a thread that writes down every request on the queue and answers
+// it. The parameter block stays as it is. What there is not yet of the host's objects is made.
 #pragma once
 
-#include <sys/types.h>
+#include <sys/shm.h>
 
 #include <atomic>
 #include <cstdint>
@@ -11,8 +11,11 @@
 #include <initializer_list>
 #include <mutex>
 #include <string>
+#include <thread>
 #include <utility>
 #include <vector>
+
+#include "common/sysv_ipc.h"
 
 inline constexpr key_t kQueueKey = 14073; // and the data segment's
 inline constexpr key_t kBlockKey = 12930021;
@@ -36,7 +39,7 @@ inline constexpr auto* SentByte = Sent<uint8_t>;
 
 // Answers with the length of the value, in 20 bytes, unless a test says otherwise.
 struct ParameterHost {
-    ParameterHost();
+    ~ParameterHost();
     // Requests since the last call; each is written down, under the lock, before its answer is sent.
     std::vector<Request> Take();
     // The same as a text: code:VALUE in hexadecimal digits, with @process:offset of others than process 7.
@@ -54,17 +57,14 @@ struct ParameterHost {
     static constexpr int kNoStray = -1;
     std::atomic<int> strayCode{kNoStray};  // an answer with this code and the result 99 goes ahead of each
     std::atomic<int> answerCode{kNoStray}; // instead of the request's
-    uint8_t* const block;
+    uint8_t* const block =
+        static_cast<uint8_t*>(shmat(shmget(kBlockKey, kBlockBytes, IPC_CREAT | 0660), nullptr, 0));
 
   private:
     void Serve();
 
     std::mutex mutex_; // guards the requests; held from the note of one to its answer
     std::vector<Request> requests_;
-    int queueId_;
+    int queueId_ = IpcMsgInit(kQueueKey, 0666);
+    std::thread serving_{[this] { Serve(); }}; // last: it uses the others
 };
-
-// The one that lives as long as the test program, which it sets up as process 7 of the camera.
-ParameterHost& Host();
-// What a call writes to standard error.
-std::string ErrorOutputOf(const std::function<void()>& call);

@@ -1,18 +1,8 @@
-#include "tests/camera/parameter_host.h"
+#include "tests/parameter_host.h"
 
-#include <gtest/gtest.h>
-#include <sys/mount.h>
 #include <sys/msg.h>
-#include <sys/shm.h>
-#include <sys/stat.h>
-#include <unistd.h>
 
-#include <cstdlib>
-#include <thread>
-#include <utility>
-
-#include "camera/camera_commands.h"
-#include "common/sysv_ipc.h"
+#include <cstdio>
 
 namespace {
 
@@ -21,29 +11,16 @@ struct Message {
     int32_t word[100]; // code, source, reserved, length or result, offset, more than there should be
 };
 
-// Gives the test program its parameter host, an empty /var/cfg and the initialised camera.
-class CameraSetup : public testing::Environment {
-    void SetUp() override
-    {
-        if (getenv("SANDBOX") == nullptr) { // which has a /var/cfg of its own
-            ASSERT_EQ(getpid(), 1) << "run through tests/isolated.sh, where the mount hides nothing";
-            ASSERT_EQ(mount("tmpfs", "/var", "tmpfs", 0, nullptr), 0);
-            ASSERT_EQ(mkdir("/var/cfg", 0755), 0);
-        }
-        Host();
-        ASSERT_EQ(CameraInit(1, 5), 0);
-    }
-};
-
-[[maybe_unused]] const auto* const kSetup = testing::AddGlobalTestEnvironment(new CameraSetup);
+constexpr int32_t kEnd = -1; // no request has this code
 
 } // namespace
 
-ParameterHost::ParameterHost()
-    : block(static_cast<uint8_t*>(shmat(shmget(kBlockKey, kBlockBytes, IPC_CREAT | 0660), nullptr, 0))),
-      queueId_(IpcMsgInit(kQueueKey, 0666))
+ParameterHost::~ParameterHost()
 {
-    std::thread([this] { Serve(); }).detach();
+    const Message end{1, {kEnd}};
+    msgsnd(queueId_, &end, 20, 0);
+    serving_.join();
+    shmdt(block);
 }
 
 std::vector<Request> ParameterHost::Take()
@@ -72,7 +49,7 @@ void ParameterHost::Serve()
 {
     Message message{};
     auto& [type, word] = message;
-    while (msgrcv(queueId_, &message, 20, 1, 0) >= 0) {
+    while (msgrcv(queueId_, &message, 20, 1, 0) >= 0 && word[0] != kEnd) {
         const std::lock_guard lock(mutex_);
         const ShmAttachment data(shmget(kQueueKey, 0, 0));
         const uint8_t* const slot = data.get() + word[4];
@@ -92,17 +69,4 @@ void ParameterHost::Serve()
         msgctl(queueId_, IPC_RMID, nullptr);
         queueId_ = IpcMsgInit(kQueueKey, 0666);
     }
-}
-
-ParameterHost& Host()
-{
-    static auto* const host = new ParameterHost;
-    return *host;
-}
-
-std::string ErrorOutputOf(const std::function<void()>& call)
-{
-    testing::internal::CaptureStderr();
-    call();
-    return testing::internal::GetCapturedStderr();
 }
