@@ -2,6 +2,7 @@
 
 #include <sys/msg.h>
 
+#include <algorithm>
 #include <cerrno>
 #include <cstdio>
 #include <cstring>
@@ -27,6 +28,8 @@ constexpr uint32_t kQueuePollMs = 10;
 // A host that has taken the request answers within milliseconds. One that has not in this time answers
 // with codes of its own.
 constexpr int64_t kOwnAnswerMs = 2000;
+// In all, because what lies in the queue may be nobody's: an answer to a process that has died stays there.
+constexpr int64_t kMostOwnAnswerMs = 60000;
 constexpr uint32_t kMostOwedMs = 1000; // that a late answer to a broken-off wait is waited for
 
 // Written under the send lock, or before it exists.
@@ -157,13 +160,14 @@ bool IsQueueEmpty(int queueId)
     return msgctl(queueId, IPC_STAT, &status) == 0 && status.msg_qnum == 0;
 }
 
-// Waits for our own answer after that to another request, as long as our request lies in the queue and for
-// a while after that. Then the host is believed, whatever code its answers have.
+// Waits for our own answer after that to another request, as long as our request may lie in the queue and
+// for a while after that. Then the host is believed, whatever code its answers have.
 ssize_t AwaitOwnAnswer(int queueId, const ParameterMessage& request, ParameterMessage* answer, ssize_t bytes)
 {
     LogTrace("%s %d: the answer to code %d is none to code %d, waiting for that\n", __func__, __LINE__,
              answer->iCode, request.iCode);
-    for (int64_t fromMs = MonotonicMs(); MonotonicMs() - fromMs < kOwnAnswerMs;) {
+    const int64_t endMs = MonotonicMs() + kMostOwnAnswerMs;
+    for (int64_t untilMs = MonotonicMs() + kOwnAnswerMs; MonotonicMs() < std::min(untilMs, endMs);) {
         ParameterMessage next = request;
         const ssize_t received = Receive(queueId, &next, request.iSource, IPC_NOWAIT);
         if (received < 0 && errno != ENOMSG && errno != EINTR)
@@ -176,7 +180,7 @@ ssize_t AwaitOwnAnswer(int queueId, const ParameterMessage& request, ParameterMe
         }
         SleepMs(kQueuePollMs);
         if (!IsQueueEmpty(queueId))
-            fromMs = MonotonicMs();
+            untilMs = MonotonicMs() + kOwnAnswerMs;
     }
     g_answersCarryCodes.store(false);
     return bytes;

@@ -22,6 +22,7 @@
 namespace {
 
 std::atomic<int> g_interruptedReceives{0}; // of answers still to fail with EINTR
+std::atomic<int> g_clockSpeed{1};
 
 } // namespace
 
@@ -37,6 +38,12 @@ ssize_t __wrap_msgrcv(int id, void* message, size_t bytes, long type, int flags)
     g_interruptedReceives--;
     errno = EINTR;
     return -1;
+}
+int64_t __real__Z11MonotonicMsv();
+int64_t __wrap__Z11MonotonicMsv();
+int64_t __wrap__Z11MonotonicMsv()
+{
+    return __real__Z11MonotonicMsv() * g_clockSpeed;
 }
 }
 
@@ -88,10 +95,10 @@ TEST_F(ParameterMessages, CarryTheWholeSlotAndNothingMore)
     EXPECT_EQ(Host().Take(), std::vector<Request>());
 }
 
-// Answers to nobody: so many, or as many as the queue takes.
-void FillQueue(int answers)
+// Answers that nobody waits for, to this process or another: so many, or as many as the queue takes.
+template <int kProcess> void FillQueue(int answers)
 {
-    const ParameterMessage toNobody{7, 2, 7, 0, 99, 0};
+    const ParameterMessage toNobody{kProcess, 2, kProcess, 0, 99, 0};
     const int queue = msgget(kQueueKey, 0);
     while (answers-- > 0 && msgsnd(queue, &toNobody, kParameterTextBytes, IPC_NOWAIT) == 0) {
     }
@@ -111,7 +118,9 @@ const std::map<std::string, void (*)(int)> kEvents = {
     {"code", [](int code) { Host().answerCode = code; }},
     {"removal", [](int) { Host().removesQueue = true; }},
     {"interrupts", [](int count) { g_interruptedReceives = count; }},
-    {"waiting", FillQueue},
+    {"waiting", FillQueue<7>},
+    {"others", FillQueue<3>},
+    {"speed", [](int speed) { g_clockSpeed = speed; }},
     {"segment", ReplaceSegment},
 };
 

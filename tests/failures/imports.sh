@@ -3,7 +3,7 @@
 # excuse, and which rows stand for nothing: imports.sh PROGRAM
 set -eu
 cd "$(dirname "$0")"
-imported=$(nm -D --undefined-only "$1" | awk '{ sub(/@.*/, "", $2); print $2 }' | grep -vE '^__(asan|lsan|tsan|ubsan|sanitizer|gcov)_' | sort -u)
+imported=$(nm -D --undefined-only "$1" | awk '{ sub(/@.*/, "", $2); print $2 }' | sort -u)
 fallible=$(awk '!/^#/ { print $1 }' calls.txt | sort -u)
 excused=$(awk '!/^#/ && NF > 1 { print $1 }' infallible.txt | sort -u)
 unknown=$(comm -23 <(echo "$imported") <(sort -u <(echo "$fallible") <(echo "$excused")))
