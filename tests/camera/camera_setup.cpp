@@ -28,8 +28,8 @@ class CameraSetup : public testing::Environment {
 
 } // namespace
 
-ParameterHost& Host()
+AnsweringHost& Host()
 {
-    static auto* const host = new ParameterHost;
+    static auto* const host = new AnsweringHost;
     return *host;
 }

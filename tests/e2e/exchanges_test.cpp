@@ -12,9 +12,9 @@
 #include <map>
 #include <sstream>
 
+#include "tests/answering_host.h"
 #include "tests/e2e/harness/camera_test.h"
 #include "tests/e2e/harness/expand.h"
-#include "tests/parameter_host.h"
 
 namespace {
 
@@ -52,7 +52,7 @@ class Exchanges : public RunningCamera, public testing::WithParamInterface<std::
         FAIL() << failure.what();
     }
 
-    ParameterHost host_;
+    AnsweringHost host_;
     std::map<std::string, std::string> names_;
     std::optional<ProtocolClient> client_;
 };

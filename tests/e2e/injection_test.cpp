@@ -10,8 +10,8 @@
 #include <sstream>
 
 #include "protocol/json_fields.h"
+#include "tests/answering_host.h"
 #include "tests/e2e/harness/camera_test.h"
-#include "tests/parameter_host.h"
 
 namespace {
 
@@ -86,7 +86,7 @@ class Injection : public Camera, public testing::WithParamInterface<size_t> {
         }
     }
 
-    ParameterHost answering;
+    AnsweringHost answering;
     std::set<std::string> files;
     int sent = 0;
 };

@@ -8,9 +8,9 @@
 #include <fstream>
 
 #include "camera/alarm_block.h"
+#include "tests/answering_host.h"
 #include "tests/e2e/harness/camera_test.h"
 #include "tests/failures/control.h"
-#include "tests/parameter_host.h"
 
 // The file is mapped for as long as the program runs.
 inline FailureControl& Control()
@@ -178,6 +178,6 @@ class Scenes : public Camera {
     };
 
   private:
-    ParameterHost answering; // on the queue of the camera's host
+    AnsweringHost answering; // on the queue of the camera's host
     bool hasSibling = false;
 };

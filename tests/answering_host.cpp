@@ -1,4 +1,4 @@
-#include "tests/parameter_host.h"
+#include "tests/answering_host.h"
 
 #include <sys/msg.h>
 
@@ -15,7 +15,7 @@ constexpr int32_t kEnd = -1; // no request has this code
 
 } // namespace
 
-ParameterHost::~ParameterHost()
+AnsweringHost::~AnsweringHost()
 {
     const Message end{1, {kEnd}};
     msgsnd(queueId_, &end, 20, 0);
@@ -23,13 +23,13 @@ ParameterHost::~ParameterHost()
     shmdt(block);
 }
 
-std::vector<Request> ParameterHost::Take()
+std::vector<Request> AnsweringHost::Take()
 {
     const std::lock_guard lock(mutex_);
     return std::exchange(requests_, {});
 }
 
-std::string ParameterHost::TakeText()
+std::string AnsweringHost::TakeText()
 {
     std::string text;
     char digits[4];
@@ -45,7 +45,7 @@ std::string ParameterHost::TakeText()
     return text;
 }
 
-void ParameterHost::Serve()
+void AnsweringHost::Serve()
 {
     Message message{};
     auto& [type, word] = message;

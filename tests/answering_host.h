@@ -38,8 +38,8 @@ template <typename T> Request Sent(int code, T value)
 inline constexpr auto* SentByte = Sent<uint8_t>;
 
 // Answers with the length of the value, in 20 bytes, unless a test says otherwise.
-struct ParameterHost {
-    ~ParameterHost();
+struct AnsweringHost {
+    ~AnsweringHost();
     // Requests since the last call; each is written down, under the lock, before its answer is sent.
     std::vector<Request> Take();
     // The same as a text: code:VALUE in hexadecimal digits, with @process:offset of others than process 7.
