@@ -29,7 +29,7 @@ elseif(NOT CMAKE_BUILD_TYPE STREQUAL "Debug")
     "$<$<NOT:$<BOOL:$<TARGET_PROPERTY:VELMORA_CHECKED>>>:-U_FORTIFY_SOURCE;-D_FORTIFY_SOURCE=2>")
 endif()
 if(VELMORA_COVERAGE)
-  target_compile_options(velmora_flags INTERFACE --coverage)
+  target_compile_options(velmora_flags INTERFACE --coverage -fprofile-update=atomic) # threads count, too
   target_link_options(velmora_flags INTERFACE --coverage)
 endif()
 if(CMAKE_CXX_COMPILER_ID MATCHES "Clang")
