@@ -16,6 +16,7 @@ struct FigureRow {
 constexpr FigureRow kFigures[] = {
     {&MediaFigures::cpuSecondsPerGb, "cpu_seconds_per_gb", "CPU s/GB", false},
     {&MediaFigures::cpuMsPerSecond, "cpu_ms_per_second", "CPU ms/s", false},
+    {&MediaFigures::servingMsPerSecond, "serving_ms_per_second", "serving", false},
     {&MediaFigures::delayP50Ms, "delay_p50_ms", "p50 ms", false},
     {&MediaFigures::delayP99Ms, "delay_p99_ms", "p99 ms", false},
     {&MediaFigures::wakeUpsPerSecond, "wake_ups_per_second", "wake-ups/s", false},
@@ -132,11 +133,15 @@ void PrintAddedWatchers(const std::vector<MediaCase>& cases)
     printf("\nCPU ms/s for each watcher more");
     for (const char* const name : kProgramNames)
         printf(" %10s", name);
-    for (const WatcherGoal& rate : kWatcherGoals) {
-        printf("\n  %2u Mbit/s                   ", rate.mbitPerSecond);
-        for (size_t program = 0; program < kPrograms; ++program)
-            printf(" %10.3f", CpuPerAddedWatcher(cases, rate.mbitPerSecond, static_cast<Program>(program)));
-    }
+    for (const FigureRow& row : kFigures)
+        for (const WatcherGoal& rate : kWatcherGoals) {
+            if (row.value != &MediaFigures::cpuMsPerSecond && row.value != &MediaFigures::servingMsPerSecond)
+                continue;
+            printf("\n  %2u Mbit/s, %-16s", rate.mbitPerSecond, row.title);
+            for (size_t program = 0; program < kPrograms; ++program)
+                printf(" %10.3f", CpuPerAddedWatcher(cases, rate.mbitPerSecond, static_cast<Program>(program),
+                                                     row.value));
+        }
     printf("\n");
 }
 
@@ -233,7 +238,8 @@ MediaFigures Summarize(const std::vector<MediaFigures>& repeats)
     return summary;
 }
 
-double CpuPerAddedWatcher(const std::vector<MediaCase>& cases, uint32_t mbitPerSecond, Program program)
+double CpuPerAddedWatcher(const std::vector<MediaCase>& cases, uint32_t mbitPerSecond, Program program,
+                          double MediaFigures::*cpu)
 {
     const MediaCase* const few = FindCase(cases, mbitPerSecond, false);
     const MediaCase* const many = FindCase(cases, mbitPerSecond, true);
@@ -242,9 +248,8 @@ double CpuPerAddedWatcher(const std::vector<MediaCase>& cases, uint32_t mbitPerS
     std::vector<double> slopes;
     const size_t repeats = std::min(few->Of(program).size(), many->Of(program).size());
     for (size_t repeat = 0; repeat < repeats; ++repeat)
-        slopes.push_back(
-            (many->Of(program)[repeat].cpuMsPerSecond - few->Of(program)[repeat].cpuMsPerSecond) /
-            (many->watchers - few->watchers));
+        slopes.push_back((many->Of(program)[repeat].*cpu - few->Of(program)[repeat].*cpu) /
+                         (many->watchers - few->watchers));
     return Median(slopes);
 }
 

@@ -10,6 +10,7 @@
 struct MediaFigures {
     double cpuSecondsPerGb = 0; // processor seconds per 10^9 delivered bytes
     double cpuMsPerSecond = 0;
+    double servingMsPerSecond = 0; // of that, all but looking for frames in the rings
     double delayP50Ms = 0;
     double delayP99Ms = 0;
     double wakeUpsPerSecond = 0;
@@ -56,7 +57,10 @@ MediaFigures Summarize(const std::vector<MediaFigures>& repeats);
 
 // Processor milliseconds a second for each watcher more, from the cases of this rate with the fewest and the
 // most watchers: the median over pairs of repeats, which ran close to each other. 0 without two such cases.
-double CpuPerAddedWatcher(const std::vector<MediaCase>& cases, uint32_t mbitPerSecond, Program program);
+// `cpu` is one of the figures above: a watcher more causes no look more, but the cost of thousands of looks
+// varies by more than what it does cause.
+double CpuPerAddedWatcher(const std::vector<MediaCase>& cases, uint32_t mbitPerSecond, Program program,
+                          double MediaFigures::*cpu = &MediaFigures::servingMsPerSecond);
 
 // Everything that has a goal and was measured, figure by figure.
 std::vector<Judgement> Judge(const std::vector<MediaCase>& cases);

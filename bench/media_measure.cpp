@@ -82,6 +82,8 @@ MediaFigures MeasureRunning(const ProcessUnderTest& process, const FrameClock& c
     EvaluateFrames(watchers.Parsers(), first, end, figures);
     figures.deliveredMb = static_cast<double>(bytesAfter - bytesBefore) / 1e6;
     figures.cpuMsPerSecond = static_cast<double>(after.runNs - before.runNs) / 1e6 / seconds;
+    figures.servingMsPerSecond =
+        figures.cpuMsPerSecond - static_cast<double>(after.lookNs - before.lookNs) / 1e6 / seconds;
     if (figures.deliveredMb > 0)
         figures.cpuSecondsPerGb = figures.cpuMsPerSecond * seconds / figures.deliveredMb;
     figures.wakeUpsPerSecond = static_cast<double>(after.wakeUps - before.wakeUps) / seconds;

@@ -27,6 +27,7 @@ class ProcessUnderTest {
 // Sums over all threads that the process has now.
 struct ProcessCounters {
     uint64_t runNs = 0;   // processor time, user and system
+    uint64_t lookNs = 0;  // of that, time of the threads that look for frames in the rings
     uint64_t wakeUps = 0; // voluntary context switches: every wait that really waited
 };
 ProcessCounters ReadCounters(pid_t pid);

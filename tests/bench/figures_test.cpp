@@ -28,7 +28,7 @@ TEST(Figures, AreRankedSummedAndRead)
 // server 4 ms a second in the median.
 static std::vector<MediaCase> TwoCases()
 {
-    const auto cpu = [](double ms) { return MediaFigures{.cpuMsPerSecond = ms}; };
+    const auto cpu = [](double ms) { return MediaFigures{.servingMsPerSecond = ms}; };
     std::vector<MediaCase> cases{{.mbitPerSecond = 4, .watchers = 1}, {.mbitPerSecond = 4, .watchers = 15}};
     cases[0].repeats[0] = {cpu(10), cpu(20), cpu(10)};
     cases[1].repeats[0] = {cpu(38), cpu(34), cpu(80)};
