@@ -2,11 +2,9 @@
 
 #include <cjson/cJSON.h>
 #include <sys/mman.h>
-#include <unistd.h>
 
 #include <cstdio>
 #include <cstdlib>
-#include <cstring>
 #include <optional>
 
 #include "camera/alarm_block.h"

@@ -6,8 +6,6 @@
 // what handlers may not change has not changed, and that no JSON is left allocated.
 
 #include <cstdio>
-#include <cstdlib>
-#include <cstring>
 
 #include "common/clock.h"
 #include "fuzz/events.h"

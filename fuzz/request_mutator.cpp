@@ -3,7 +3,6 @@
 // cut otherwise ends at the first test.
 
 #include <algorithm>
-#include <cstring>
 #include <iterator>
 #include <random>
 #include <string>

@@ -1,13 +1,10 @@
 // Queues, files and commands of the machine, in place of the C library's.
 
 #include <sys/msg.h>
-#include <sys/sem.h>
-#include <sys/shm.h>
 #include <unistd.h>
 
 #include <algorithm>
 #include <cerrno>
-#include <cstdarg>
 #include <cstdio>
 #include <cstring>
 #include <ctime>

@@ -1,6 +1,5 @@
 // Sockets and network interfaces of the machine, in place of the C library's.
 
-#include <fcntl.h>
 #include <linux/ethtool.h>
 #include <linux/sockios.h>
 #include <net/if.h>

@@ -7,7 +7,6 @@
 #include <filesystem>
 #include <fstream>
 #include <set>
-#include <sstream>
 
 #include "protocol/json_fields.h"
 #include "tests/answering_host.h"

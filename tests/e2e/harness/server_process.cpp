@@ -7,7 +7,6 @@
 #include <sys/wait.h>
 
 #include <filesystem>
-#include <fstream>
 
 #include <gtest/gtest.h>
 
