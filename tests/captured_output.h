@@ -6,6 +6,7 @@
 #include <sys/mman.h>
 #include <unistd.h>
 
+#include <algorithm>
 #include <chrono>
 #include <cstdio>
 #include <functional>
@@ -16,6 +17,22 @@
 
 #include "common/log.h"
 #include "common/unique_fd.h"
+
+// Of a file whose writers append: reading it moves nobody.
+inline std::string ContentsOf(const UniqueFd& file)
+{
+    std::string text(static_cast<size_t>(lseek(file.get(), 0, SEEK_END)), '\0');
+    text.resize(static_cast<size_t>(std::max(pread(file.get(), text.data(), text.size(), 0), ssize_t{0})));
+    return text;
+}
+
+inline int CountOf(const std::string& where, const std::string& text)
+{
+    int count = 0;
+    for (size_t at = where.find(text); at != std::string::npos; at = where.find(text, at + 1))
+        ++count;
+    return count;
+}
 
 class CapturedOutput {
   public:
@@ -42,9 +59,7 @@ class CapturedOutput {
     [[nodiscard]] std::string Text() const
     {
         fflush(stdout);
-        std::string text(static_cast<size_t>(lseek(file_.get(), 0, SEEK_END)), '\0');
-        text.resize(static_cast<size_t>(pread(file_.get(), text.data(), text.size(), 0)));
-        return text;
+        return ContentsOf(file_);
     }
     // The same with N for the source line, which is the number behind the first name of a line.
     [[nodiscard]] std::string Lines() const
@@ -61,14 +76,7 @@ class CapturedOutput {
         return lines;
     }
     [[nodiscard]] bool Has(const std::string& line) const { return Count(line) > 0; }
-    [[nodiscard]] int Count(const std::string& line) const
-    {
-        const std::string lines = Lines();
-        int count = 0;
-        for (size_t at = 0; (at = lines.find(line, at)) != std::string::npos; ++at)
-            ++count;
-        return count;
-    }
+    [[nodiscard]] int Count(const std::string& line) const { return CountOf(Lines(), line); }
 
   private:
     std::vector<int> fds_;

@@ -10,26 +10,8 @@
 
 #include <gtest/gtest.h>
 
+#include "tests/captured_output.h"
 #include "tests/e2e/harness/patience.h"
-
-namespace {
-
-std::string Contents(const UniqueFd& file)
-{
-    std::string text(static_cast<size_t>(lseek(file.get(), 0, SEEK_END)), 0); // moves nobody: all append
-    text.resize(static_cast<size_t>(std::max(pread(file.get(), text.data(), text.size(), 0), ssize_t{0})));
-    return text;
-}
-
-int CountOf(const std::string& where, const std::string& text)
-{
-    int count = 0;
-    for (size_t at = where.find(text); at != std::string::npos; at = where.find(text, at + text.size()))
-        count++;
-    return count;
-}
-
-} // namespace
 
 const char* ServerProcess::Path()
 {
@@ -69,12 +51,12 @@ ServerProcess::~ServerProcess()
 
 void ServerProcess::WaitFor(const UniqueFd& where, const std::string& text, int times)
 {
-    WaitUntil("the server to write '" + text + "'", [&] { return CountOf(Contents(where), text) >= times; });
+    WaitUntil("the server to write '" + text + "'", [&] { return CountOf(ContentsOf(where), text) >= times; });
 }
 
 int ServerProcess::CountLog(const std::string& text) const
 {
-    return CountOf(Contents(log_), text);
+    return CountOf(ContentsOf(log_), text);
 }
 
 void ServerProcess::WaitUntilStopped() const
@@ -88,7 +70,7 @@ void ServerProcess::WaitUntilStopped() const
 
 int ServerProcess::CountOutput(const std::string& text) const
 {
-    return CountOf(Contents(output_), text);
+    return CountOf(ContentsOf(output_), text);
 }
 
 void ServerProcess::ForgetWritten()
@@ -118,7 +100,7 @@ void ServerProcess::ExpectHealthy()
         reaped_ = true;
         ADD_FAILURE() << "the server died, wait status " << status;
     }
-    const std::string log = Contents(log_);
+    const std::string log = ContentsOf(log_);
     for (const char* complaint : {"ERROR: AddressSanitizer", "ERROR: LeakSanitizer", "runtime error:",
                                   "WARNING: ThreadSanitizer", "*** stack smashing", "*** buffer overflow"})
         EXPECT_EQ(CountOf(log, complaint), 0);
