@@ -36,14 +36,17 @@ FramePrefix MakeH264Prefix(const FramePattern& pattern, uint64_t number, int64_t
 // What a frame holds from `offset` (at least 24) on, up to the largest frame there is.
 const uint8_t* FrameTail(uint64_t number, size_t offset);
 
-// When each frame is due.
+// When each frame is due. A sensor's clock is not the processor's: frames come at every phase of a
+// millisecond, evenly (steps of the golden ratio), so that no program is lucky with where its looks for them
+// lie.
 struct FrameClock {
     int64_t startNs; // frame 0, on CLOCK_MONOTONIC
     uint32_t framesPerSecond;
 
     [[nodiscard]] int64_t DueNs(uint64_t number) const
     {
-        return startNs + static_cast<int64_t>(number * 1000000000 / framesPerSecond);
+        return startNs +
+               static_cast<int64_t>(number * 1000000000 / framesPerSecond + number * 618034 % 1000000);
     }
 };
 
