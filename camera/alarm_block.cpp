@@ -25,19 +25,20 @@ int FindBlock()
     return id >= 0 && IpcShareMemBytes(id) >= sizeof(AlarmRecord) ? id : kUnusable;
 }
 
-// The attached block; empty, with a log line, when it cannot be had. An alarm source that ends may remove
-// the block, since nobody stays attached, and make another when it comes back: so the key is looked up
-// again when the known block is gone.
+// The attached block; empty, with a log line, when it cannot be had. An alarm source may remove the block and
+// make another, so it is looked up by its key each time, and made here when it is gone.
 ShmAttachment AttachBlock(const char* caller, int line)
 {
     ShmAttachment block;
-    const int id = gShmId.load();
+    int id = gShmId.load();
     if (id != kUnusable) {
+        id = IpcShareMemPresent(kAlarmKey, id, sizeof(AlarmRecord));
         block = ShmAttachment(id);
         if (const int found = block ? kUnusable : FindBlock(); found != kUnusable) {
-            gShmId.store(found);
+            id = found;
             block = ShmAttachment(found);
         }
+        gShmId.store(id);
     }
     if (!block)
         LogTrace("%s %d: gShmId %d has something wrong!\n", caller, line, id);

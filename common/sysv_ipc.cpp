@@ -17,6 +17,12 @@ size_t IpcShareMemBytes(int id)
     return shmctl(id, IPC_STAT, &status) == 0 ? status.shm_segsz : 0;
 }
 
+int IpcShareMemPresent(key_t key, int id, size_t leastBytes)
+{
+    const int present = shmget(key, 0, 0);
+    return present >= 0 && present != id && IpcShareMemBytes(present) >= leastBytes ? present : id;
+}
+
 int IpcMsgInit(key_t key, int mode)
 {
     const int id = msgget(key, 0);

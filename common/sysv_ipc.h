@@ -16,6 +16,10 @@
 // Bytes of the segment, 0 when the id names none (any more).
 [[nodiscard]] size_t IpcShareMemBytes(int id);
 
+// The segment that lies under the key now, when it is another one than `id` and has at least that many bytes;
+// else `id`. A segment that was removed and made anew lives on as long as anybody holds it.
+[[nodiscard]] int IpcShareMemPresent(key_t key, int id, size_t leastBytes);
+
 // Queue under the key: the existing one, or created with this mode. Returns its id, or -1.
 [[nodiscard]] int IpcMsgInit(key_t key, int mode);
 

@@ -31,12 +31,13 @@ int FindBlock()
     return shmId >= 0 && HoldsTheSlots(shmId) ? shmId : kUnusable;
 }
 
-// The block. Nobody stays attached to it, so a keeper that ends may have removed it and made another when it
-// came back: the key is looked up again when the known block is gone.
+// The block. A keeper may remove it and make another, so it is looked up by its key each time, and made here
+// when it is gone.
 ShmAttachment AttachBlock()
 {
     if (g_shmId == kUnusable)
         return {};
+    g_shmId = IpcShareMemPresent(kKeeperKey, g_shmId, kKeeperSlots * sizeof(KeeperSlot));
     ShmAttachment block(g_shmId);
     if (const int found = block ? kUnusable : FindBlock(); found != kUnusable) {
         g_shmId = found;

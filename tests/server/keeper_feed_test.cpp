@@ -37,7 +37,12 @@ TEST(KeeperFeed, WritesTheTimeOfItsSlotAndNothingElse)
     block.reset();
     shmctl(id, IPC_RMID, nullptr); // as a keeper that ends does
     EXPECT_EQ(KeeperDataWrite(16), 0);
-    EXPECT_GE(LoadLe<uint32_t>(ShmAttachment(shmget(kKeeperKey, 200, 0)).get() + 128), before);
+    const ShmAttachment held(shmget(kKeeperKey, 200, 0)); // by somebody who does not notice what follows
+    EXPECT_GE(LoadLe<uint32_t>(held.get() + 128), before);
+    shmctl(shmget(kKeeperKey, 200, 0), IPC_RMID, nullptr);
+    const ShmAttachment another(shmget(kKeeperKey, 200, IPC_CREAT | 0777));
+    EXPECT_EQ(KeeperDataWrite(16), 0);
+    EXPECT_GE(LoadLe<uint32_t>(another.get() + 128), before);
 
     EXPECT_EQ(KeeperDataWrite(17), -1);
     EXPECT_EQ(libKeeperInit(), 0);
