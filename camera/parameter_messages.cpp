@@ -38,6 +38,8 @@ std::atomic<int> g_queueId{kNoQueue};
 std::atomic<bool> g_answersCarryCodes{true};
 // The queue that will still bring the answer to a request whose wait was broken off. Under the send lock.
 int g_owingQueue = kNoQueue;
+// A request of ours may still lie in the queue. Under the send lock.
+bool g_mayHaveLeftRequest = false;
 
 // Message codes whose sender does more than the others'.
 struct SpecialSender {
@@ -115,18 +117,41 @@ bool CopyToSlot(size_t offset, const void* value, size_t length)
     return true;
 }
 
-// Takes the answer that a broken-off wait has left to come: the next exchange would believe it, and change
-// the slot before the host has read it. A host that has not answered by now will not.
+// Asking for a request without room for one leaves it where it is.
+bool HoldsRequest(int queueId)
+{
+    ParameterMessage none;
+    return msgrcv(queueId, &none, 0, kParameterRequestType, IPC_NOWAIT) < 0 && errno == E2BIG;
+}
+
+// Waits until the host has taken a request that a former life of this process left, or a wait that was given up:
+// the host reads the value from our slot only then. While the send lock is held no living process has a request
+// in the queue, so any that lies there counts. Returns whether there was one.
+bool OutwaitLeftRequest(int queueId)
+{
+    if (!g_mayHaveLeftRequest || !HoldsRequest(queueId))
+        return false;
+    LogTrace("%s %d: a request is left in the queue, waiting for the host to take it\n", __func__, __LINE__);
+    do
+        SleepMs(kQueuePollMs);
+    while (HoldsRequest(queueId));
+    return true;
+}
+
+// Takes the answer that a broken-off wait or a former life has left to come: the next exchange would believe
+// it, and change the slot before the host has read it. A host that has not answered by now will not.
 void TakeOwedAnswer(int queueId, int processId)
 {
     ParameterMessage answer;
-    const bool isOwed = g_owingQueue != kNoQueue && g_owingQueue == queueId;
+    const bool wasLeft = OutwaitLeftRequest(queueId);
+    const bool isOwed = wasLeft || (g_owingQueue != kNoQueue && g_owingQueue == queueId);
     for (uint32_t ms = 0; isOwed && ms < kMostOwedMs; ms++) {
         if (Receive(queueId, &answer, processId, IPC_NOWAIT) >= 0)
             break;
         SleepMs(1);
     }
     g_owingQueue = kNoQueue;
+    g_mayHaveLeftRequest = false;
 }
 
 // Waits for room in the queue. Answers to nobody are thrown away, those of an earlier exchange and those
@@ -183,6 +208,7 @@ ssize_t AwaitOwnAnswer(int queueId, const ParameterMessage& request, ParameterMe
             untilMs = MonotonicMs() + kOwnAnswerMs;
     }
     g_answersCarryCodes.store(false);
+    g_mayHaveLeftRequest = true;
     return bytes;
 }
 
@@ -201,6 +227,7 @@ void ReceiveAnswer(int queueId, ParameterMessage* message, bool repeatsReceive)
         return;
     }
     g_owingQueue = queueId;
+    g_mayHaveLeftRequest = true;
     ForgetRemovedQueue();
 }
 
@@ -295,6 +322,7 @@ int SysDrvInit(int processId)
         return FailInit(""); // it said why
     g_queueId.store(queueId);
     g_answersCarryCodes.store(true);
+    g_mayHaveLeftRequest = true;
     DrainAnswers(queueId, processId);
     (void)SemRelease(); // held since SemWait
     fprintf(stderr, "%s %d gSysProcId %d\n", "SysDrvInit", 86, processId);

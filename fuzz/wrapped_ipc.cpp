@@ -145,6 +145,10 @@ WRAPPED(int, msgsnd, int queue, const void* message, size_t bytes, int)
 
 WRAPPED(ssize_t, msgrcv, int queue, void* message, size_t bytes, long type, int flags)
 {
+    if (queue == kParameterQueue && bytes == 0 && type == kParameterRequestType) { // is one left? none is
+        errno = ENOMSG;
+        return -1;
+    }
     if (bytes != (queue == kParameterQueue ? kParameterTextBytes : ControlMessage::kTextBytes))
         Violation("an answer of a wrong length is expected");
     return queue == kParameterQueue ? AnswerOfParameterHost(message, type, flags) : AnswerOfEncoder(message);

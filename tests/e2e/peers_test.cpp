@@ -14,6 +14,7 @@
 #include <sstream>
 
 #include "camera/alarm_block.h"
+#include "camera/parameter_block_layout.h"
 #include "tests/e2e/harness/camera_test.h"
 #include "tests/table.h"
 
@@ -81,6 +82,8 @@ class Peers : public testing::TestWithParam<Row> {
   protected:
     ServerProcess& Start(const std::string& name)
     {
+        if (name == "server" && processes_.contains(name))
+            Get(name).ExpectHealthy(); // dead it may be, but not of itself
         processes_.erase(name);
         const char* const hosts = kPeers.at(name).hosts;
         std::vector<std::string> arguments;
@@ -124,14 +127,17 @@ class Peers : public testing::TestWithParam<Row> {
         pending_->Send(kSetConfigReq, kSetBody);
     }
     // A set of the new server is answered by its own answer, not by that to the former server's set, which
-    // the host still has to answer.
+    // the host still has to answer; and does not change the value of one that the host still has to take.
     void AwaitLateAnswer()
     {
         ProtocolClient client;
         const ServerProcess& host = Get("ParamHost");
         const size_t before = Queued(kParameterKey);
         client.Send(kSetConfigReq, kOtherSet);
-        WaitUntil("the set's request", [&] { return Queued(kParameterKey) > before; });
+        if (row_.moment == "before")
+            Get("server").WaitForLog(row_.log);
+        else
+            WaitUntil("the set's request", [&] { return Queued(kParameterKey) > before; });
         host.Signal(SIGCONT);
         if (row_.moment == "between") { // it stops again when the former server's is answered
             host.WaitUntilStopped();
@@ -142,6 +148,9 @@ class Peers : public testing::TestWithParam<Row> {
         client.ReceiveReply(kSetConfigReq + 1);
         const std::string body = client.Ask(kGetConfigReq, R"({"Name":"AVEnc.VideoColor.[0]"})").body;
         EXPECT_NE(body.find("Brightness\":7"), std::string::npos) << body;
+        if (row_.moment == "before") {
+            EXPECT_EQ(ShmAttachment(shmget(kSysConfigKey, 0, 0)).get()[block::kTimeMode], 0);
+        }
     }
     // On the connection that subscribed before the peer failed, if there still is one.
     void AwaitAlarm(const char* status)
