@@ -129,7 +129,7 @@ bool HoldsRequest(int queueId)
 // in the queue, so any that lies there counts. Returns whether there was one.
 bool OutwaitLeftRequest(int queueId)
 {
-    if (!g_mayHaveLeftRequest || !HoldsRequest(queueId))
+    if (!g_mayHaveLeftRequest || queueId == kNoQueue || !HoldsRequest(queueId))
         return false;
     LogTrace("%s %d: a request is left in the queue, waiting for the host to take it\n", __func__, __LINE__);
     do
