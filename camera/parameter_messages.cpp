@@ -124,9 +124,9 @@ bool HoldsRequest(int queueId)
     return msgrcv(queueId, &none, 0, kParameterRequestType, IPC_NOWAIT) < 0 && errno == E2BIG;
 }
 
-// Waits until the host has taken a request that a former life of this process left, or a wait that was given up:
-// the host reads the value from our slot only then. While the send lock is held no living process has a request
-// in the queue, so any that lies there counts. Returns whether there was one.
+// Waits until the host has taken a request that a former life of this process left, or a wait that was given
+// up: the host reads the value from our slot only then. While the send lock is held no living process has a
+// request in the queue, so any that lies there counts. Returns whether there was one.
 bool OutwaitLeftRequest(int queueId)
 {
     if (!g_mayHaveLeftRequest || queueId == kNoQueue || !HoldsRequest(queueId))

@@ -51,7 +51,8 @@ ServerProcess::~ServerProcess()
 
 void ServerProcess::WaitFor(const UniqueFd& where, const std::string& text, int times)
 {
-    WaitUntil("the server to write '" + text + "'", [&] { return CountOf(ContentsOf(where), text) >= times; });
+    WaitUntil("the server to write '" + text + "'",
+              [&] { return CountOf(ContentsOf(where), text) >= times; });
 }
 
 int ServerProcess::CountLog(const std::string& text) const
